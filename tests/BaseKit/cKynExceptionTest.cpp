@@ -1,0 +1,132 @@
+#include "BaseKit/cKynException.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+TEST(cKynException, CarriesOriginAndTextAndGrowsOnTheWayUp)
+{
+    try
+    {
+        try
+        {
+            throw cGenericException("SimCore/cProject", "cProject::setConfiguration", 169,
+                                    "Failed to open project file: /p/a.prt");
+        }
+        catch (cKynException& e)
+        {
+            e.addLineNumber(12);
+            e.addFileName("/p/a.prt");
+            throw;
+        }
+    }
+    catch (cKynException const& e)
+    {
+        EXPECT_STREQ("Failed to open project file: /p/a.prtLine: 12\n\nFile: /p/a.prt", e.what());
+        EXPECT_EQ("SimCore/cProject", e.getSourceFile());
+        EXPECT_EQ("cProject::setConfiguration", e.getFunction());
+        EXPECT_EQ(169, e.getLine());
+        EXPECT_EQ("SimCore/cProject, cProject::setConfiguration, line 169", e.getLocation());
+        EXPECT_STREQ("cGenericException", e.getClassName());
+    }
+}
+
+TEST(cKynException, PlainExceptionTakesItsTextFromSetStrAndCopies)
+{
+    cKynException plain;
+    EXPECT_STREQ("", plain.what());
+    plain.setStr("BaseKit/x", "f", 3, "text");
+    cKynException copy(plain);
+    plain.appendText(" more");
+    EXPECT_STREQ("text", copy.what());
+    EXPECT_STREQ("text more", plain.what());
+    EXPECT_EQ(3, copy.getLine());
+    copy = plain;
+    EXPECT_STREQ("text more", copy.what());
+}
+
+TEST(cKynException, TooManyOpenFilesIsCaughtAsStreamOpenFailure)
+{
+    bool caught = false;
+    try
+    {
+        throw cTooManyOpenFilesException("StoreKit/cCfgInputFile", "cCfgInputFile::open", 1, "/p/a.cfg");
+    }
+    catch (cFstreamOpenException const& e)
+    {
+        caught = true;
+        EXPECT_STREQ("Too many open files, unable to open: /p/a.cfg", e.what());
+        EXPECT_EQ("/p/a.cfg", e.getArgument());
+        EXPECT_STREQ("cTooManyOpenFilesException", e.getClassName());
+    }
+    EXPECT_TRUE(caught);
+}
+
+// The texts that hosts show; each class composes its arguments in one fixed way.
+TEST(cKynException, MessagesOfTheFamily)
+{
+    EXPECT_STREQ("The message could not be posted to the thread.",
+                 cMessageError("SimCore/cThread", "cKynThread::postMessageToThreadWithRetries", 179).what());
+    EXPECT_STREQ("Unable to open file: /a b/c.cfg", cFstreamOpenException("s", "f", 1, "/a b/c.cfg").what());
+    EXPECT_STREQ("KYN Error (NULL Pointer). Out of memory ?\n",
+                 cNULLPointer("s", "f", 1, "KYN Error (NULL Pointer). Out of memory ?\n").what());
+    EXPECT_STREQ("Missing parameter", cMissingParameterException("s", "f", 1, "").what());
+    EXPECT_STREQ("Unknown symbol: speed", cUnknownSymbol("s", "f", 1, "speed").what());
+    EXPECT_STREQ("Loop or unknown \"Previous\" in the processor chain:\nA\nB\n",
+                 cLoopInProcessorChainDetected("s", "f", 1, "A\nB\n").what());
+    EXPECT_STREQ("Unknown graph type.\nError at line number: 4\n",
+                 cUnknownGraphTypeException("s", "f", 1, "Error at line number: 4\n").what());
+
+    EXPECT_STREQ("Invalid equation \"a+(b\": \")\" expected.\n",
+                 cInvalidEquationSyntax("s", "f", 1, "a+(b", "\")\" expected.\n").what());
+    EXPECT_STREQ("Invalid operands of function \"=\": \"=\" operator needs at least two operands",
+                 cInvalidMathematicalFunctionParameter("s", "f", 1, "=", "\"=\" operator needs at least two operands")
+                     .what());
+
+    cMissingItem channel("SimCore/cChannel", "cPreprocessing::loadFromConfiguration", 718, "Front", "channel",
+                         "Unable to load the new preprocessing.");
+    EXPECT_STREQ("Missing channel \"Front\".\nUnable to load the new preprocessing.", channel.what());
+    EXPECT_EQ("Front", channel.getFirst());
+    EXPECT_EQ("channel", channel.getSecond());
+    // A kind that ends in a blank is not given a second one.
+    EXPECT_STREQ("Missing Min, Max or Step value of parameter \"Vehicle - Mass\".\nUnable to load drifts configuration",
+                 cMissingItem("s", "f", 1501, "Vehicle - Mass", "Min, Max or Step value of parameter ",
+                              "Unable to load drifts configuration")
+                     .what());
+    EXPECT_STREQ("Missing \"Front (desc)\".\n  Unable to load drifts configuration.",
+                 cMissingItem("s", "f", 1440, "Front (desc)", "", "  Unable to load drifts configuration.").what());
+
+    EXPECT_STREQ("Invalid equation group \"G\", step \"S\": Missing step content",
+                 cInvalidEquationGroup("s", "f", 1, "G", "S", "Missing step content").what());
+    EXPECT_STREQ("Invalid equation group \"G\": Equation Group Empty",
+                 cInvalidEquationGroup("s", "f", 1, "G", "", "Equation Group Empty").what());
+    EXPECT_STREQ("Invalid definition of \"Conversion Factor\" (\"1/x\"): Conversion factor is not correct.\n",
+                 cInvalidSymbolDefinition("s", "f", 1, "Conversion Factor", "1/x", "Conversion factor is not correct.\n")
+                     .what());
+    EXPECT_STREQ("Missing \"Default\" of parameter \"Gain\" (Algo/Front).\nError at line number: 3\n",
+                 cMissingDefaultValueException("s", "f", 1, "Gain", "Algo/Front", "Error at line number: 3\n").what());
+    EXPECT_STREQ("Missing \"No Deployment Value\" of parameter \"Gain\".\nError at line number: 0\n",
+                 cMissingNoDeploymentValueException("s", "f", 1, "Gain", "", "Error at line number: 0\n").what());
+    EXPECT_STREQ("Missing or invalid EEPROM data \"Eeprom Size\" of parameter \"Gain\".\nError at line number: 9\n",
+                 cMissingEepromData("s", "f", 1, "Gain", "Eeprom Size", "Error at line number: 9\n").what());
+
+    cInvalidVariableRedefinition redefinition("s", "f", 1, "speed", 2);
+    EXPECT_STREQ("The variable \"speed\" cannot be bound to another parameter: it has 2 holders.", redefinition.what());
+    EXPECT_EQ(2, redefinition.getLinks());
+}
+
+TEST(cKynException, NumbersInMessagesKeepEveryDigitOfADouble)
+{
+    EXPECT_STREQ("Invalid step -0.25: a step must be above 0.", cBadStepException("s", "f", 1, -0.25).what());
+    EXPECT_STREQ("Invalid conversion factor 0.\nLine: 0\n",
+                 cInvalidConversionFactorException("s", "f", 1, 0, "Line: 0\n").what());
+    cMinMaxException minMax("s", "f", 1, "Gain", mpf_class(10.5), mpf_class(-2147483648.0),
+                            "Error at line number: 7\n");
+    EXPECT_STREQ("The maximum of \"Gain\" is below its minimum (minimum 10.5, maximum -2147483648).\n"
+                 "Error at line number: 7\n",
+                 minMax.what());
+    EXPECT_EQ(mpf_class(10.5), minMax.getMinimum());
+    EXPECT_STREQ("The maximum of \"x\" is below its minimum (minimum 0.10000000000000001, maximum 1.0000000000000001e+300).\n",
+                 cMinMaxException("s", "f", 1, "x", mpf_class(0.1), mpf_class(1e300), "").what());
+    EXPECT_STREQ("Unknown distribution type 2.", cUnknownDistributionTypeException("s", "f", 1, 2).what());
+}

@@ -1,0 +1,109 @@
+#include "BaseKit/cTraceProvider.h"
+
+#include "tests/support/cRecordingSinks.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+namespace
+{
+int g_textsBuilt = 0;
+
+std::string countedText(std::string const& text)
+{
+    ++g_textsBuilt;
+    return text;
+}
+} // namespace
+
+TEST(cTraceProvider, LineIsLevelNameMidPartClockAndText)
+{
+    cRecordingTraceSink sink(3);
+    cTraceProvider vehicle("Vehicle");
+    vehicle.logImpl(3, "Vehicle started");
+    auto lines = sink.lines();
+    ASSERT_EQ(1u, lines.size());
+    std::string const& line = lines[0];
+    EXPECT_EQ(0u, line.find(std::string(cTraceProvider::g_loggingLevels[3]) + " [Vehicle "));
+    auto close = line.find("] ");
+    ASSERT_NE(std::string::npos, close);
+    std::string clockText = line.substr(std::string("DEBUG [Vehicle ").size(),
+                                        close - std::string("DEBUG [Vehicle ").size());
+    EXPECT_FALSE(clockText.empty());
+    EXPECT_EQ(std::string::npos, clockText.find_first_not_of("0123456789"));
+    EXPECT_EQ("Vehicle started", line.substr(close + 2));
+    for (auto const& name : cTraceProvider::g_loggingLevels)
+    {
+        EXPECT_EQ(5u, std::string(name).size());
+    }
+}
+
+// A line above the level costs one comparison: its text is never built.
+TEST(cTraceProvider, GatedLinesBuildNoText)
+{
+    cRecordingTraceSink sink(0);
+    cTraceProvider provider("Unit");
+    g_textsBuilt = 0;
+    for (int level = 1; level <= 4; ++level)
+    {
+        KYN_TRACE(provider, level, countedText("never"));
+        KYN_TRACE_GLOBAL(level, countedText("never"));
+    }
+    EXPECT_EQ(0, g_textsBuilt);
+    EXPECT_TRUE(sink.lines().empty());
+
+    cTraceProvider::g_loggingLevel = 2;
+    KYN_TRACE(provider, 2, countedText("definition"));
+    KYN_TRACE(provider, 3, countedText("change"));
+    KYN_TRACE_GLOBAL(1, countedText("failure"));
+    EXPECT_EQ(2, g_textsBuilt);
+    EXPECT_EQ((std::vector<std::string>{"definition", "failure"}), sink.texts());
+    EXPECT_NE(std::string::npos, sink.lines()[1].find(" [SimCore "));
+}
+
+TEST(cTraceProvider, ScopeTraceWritesEntryAndExitAtLevelFour)
+{
+    cRecordingTraceSink sink(4);
+    ObjectLogger logger("Vehicle");
+    {
+        cScopeTrace scope(logger, "cDriftManager::manageDriftsSequence L91");
+        logger.logImpl(4, "inside");
+    }
+    EXPECT_EQ((std::vector<std::string>{">>>> cDriftManager::manageDriftsSequence L91 Vehicle", "inside",
+                                        "<<<< cDriftManager::manageDriftsSequence L91 Vehicle"}),
+              sink.texts());
+
+    cTraceProvider::g_loggingLevel = 3;
+    {
+        cScopeTrace quiet(logger, "quiet");
+    }
+    EXPECT_EQ(3u, sink.lines().size());
+}
+
+// Lines from several threads arrive whole, never interleaved.
+TEST(cTraceProvider, LinesFromThreadsStayWhole)
+{
+    cRecordingTraceSink sink(4);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+    {
+        threads.emplace_back([t] {
+            cTraceProvider provider("T" + std::to_string(t));
+            for (int i = 0; i < 200; ++i)
+            {
+                provider.logImpl(4, std::string(50, static_cast<char>('a' + t)));
+            }
+        });
+    }
+    for (auto& thread : threads)
+    {
+        thread.join();
+    }
+    auto texts = sink.texts();
+    ASSERT_EQ(800u, texts.size());
+    for (auto const& text : texts)
+    {
+        EXPECT_EQ(std::string(50, text[0]), text);
+    }
+}
