@@ -79,9 +79,10 @@ TEST(cKynException, MessagesOfTheFamily)
 
     EXPECT_STREQ("Invalid equation \"a+(b\": \")\" expected.\n",
                  cInvalidEquationSyntax("s", "f", 1, "a+(b", "\")\" expected.\n").what());
-    EXPECT_STREQ("Invalid operands of function \"=\": \"=\" operator needs at least two operands",
-                 cInvalidMathematicalFunctionParameter("s", "f", 1, "=", "\"=\" operator needs at least two operands")
-                     .what());
+    EXPECT_STREQ(
+        "Invalid operands of function \"=\": \"=\" operator needs at least two operands",
+        cInvalidMathematicalFunctionParameter("s", "f", 1, "=", "\"=\" operator needs at least two operands")
+            .what());
 
     cMissingItem channel("SimCore/cChannel", "cPreprocessing::loadFromConfiguration", 718, "Front", "channel",
                          "Unable to load the new preprocessing.");
@@ -89,29 +90,36 @@ TEST(cKynException, MessagesOfTheFamily)
     EXPECT_EQ("Front", channel.getFirst());
     EXPECT_EQ("channel", channel.getSecond());
     // A kind that ends in a blank is not given a second one.
-    EXPECT_STREQ("Missing Min, Max or Step value of parameter \"Vehicle - Mass\".\nUnable to load drifts configuration",
+    EXPECT_STREQ("Missing Min, Max or Step value of parameter \"Vehicle - Mass\".\nUnable to load drifts "
+                 "configuration",
                  cMissingItem("s", "f", 1501, "Vehicle - Mass", "Min, Max or Step value of parameter ",
                               "Unable to load drifts configuration")
                      .what());
-    EXPECT_STREQ("Missing \"Front (desc)\".\n  Unable to load drifts configuration.",
-                 cMissingItem("s", "f", 1440, "Front (desc)", "", "  Unable to load drifts configuration.").what());
+    EXPECT_STREQ(
+        "Missing \"Front (desc)\".\n  Unable to load drifts configuration.",
+        cMissingItem("s", "f", 1440, "Front (desc)", "", "  Unable to load drifts configuration.").what());
 
     EXPECT_STREQ("Invalid equation group \"G\", step \"S\": Missing step content",
                  cInvalidEquationGroup("s", "f", 1, "G", "S", "Missing step content").what());
     EXPECT_STREQ("Invalid equation group \"G\": Equation Group Empty",
                  cInvalidEquationGroup("s", "f", 1, "G", "", "Equation Group Empty").what());
     EXPECT_STREQ("Invalid definition of \"Conversion Factor\" (\"1/x\"): Conversion factor is not correct.\n",
-                 cInvalidSymbolDefinition("s", "f", 1, "Conversion Factor", "1/x", "Conversion factor is not correct.\n")
+                 cInvalidSymbolDefinition("s", "f", 1, "Conversion Factor", "1/x",
+                                          "Conversion factor is not correct.\n")
                      .what());
-    EXPECT_STREQ("Missing \"Default\" of parameter \"Gain\" (Algo/Front).\nError at line number: 3\n",
-                 cMissingDefaultValueException("s", "f", 1, "Gain", "Algo/Front", "Error at line number: 3\n").what());
-    EXPECT_STREQ("Missing \"No Deployment Value\" of parameter \"Gain\".\nError at line number: 0\n",
-                 cMissingNoDeploymentValueException("s", "f", 1, "Gain", "", "Error at line number: 0\n").what());
-    EXPECT_STREQ("Missing or invalid EEPROM data \"Eeprom Size\" of parameter \"Gain\".\nError at line number: 9\n",
-                 cMissingEepromData("s", "f", 1, "Gain", "Eeprom Size", "Error at line number: 9\n").what());
+    EXPECT_STREQ(
+        "Missing \"Default\" of parameter \"Gain\" (Algo/Front).\nError at line number: 3\n",
+        cMissingDefaultValueException("s", "f", 1, "Gain", "Algo/Front", "Error at line number: 3\n").what());
+    EXPECT_STREQ(
+        "Missing \"No Deployment Value\" of parameter \"Gain\".\nError at line number: 0\n",
+        cMissingNoDeploymentValueException("s", "f", 1, "Gain", "", "Error at line number: 0\n").what());
+    EXPECT_STREQ(
+        "Missing or invalid EEPROM data \"Eeprom Size\" of parameter \"Gain\".\nError at line number: 9\n",
+        cMissingEepromData("s", "f", 1, "Gain", "Eeprom Size", "Error at line number: 9\n").what());
 
     cInvalidVariableRedefinition redefinition("s", "f", 1, "speed", 2);
-    EXPECT_STREQ("The variable \"speed\" cannot be bound to another parameter: it has 2 holders.", redefinition.what());
+    EXPECT_STREQ("The variable \"speed\" cannot be bound to another parameter: it has 2 holders.",
+                 redefinition.what());
     EXPECT_EQ(2, redefinition.getLinks());
 }
 
@@ -126,7 +134,8 @@ TEST(cKynException, NumbersInMessagesKeepEveryDigitOfADouble)
                  "Error at line number: 7\n",
                  minMax.what());
     EXPECT_EQ(mpf_class(10.5), minMax.getMinimum());
-    EXPECT_STREQ("The maximum of \"x\" is below its minimum (minimum 0.10000000000000001, maximum 1.0000000000000001e+300).\n",
+    EXPECT_STREQ("The maximum of \"x\" is below its minimum (minimum 0.10000000000000001, maximum "
+                 "1.0000000000000001e+300).\n",
                  cMinMaxException("s", "f", 1, "x", mpf_class(0.1), mpf_class(1e300), "").what());
     EXPECT_STREQ("Unknown distribution type 2.", cUnknownDistributionTypeException("s", "f", 1, 2).what());
 }

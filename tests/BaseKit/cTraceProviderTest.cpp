@@ -28,8 +28,8 @@ TEST(cTraceProvider, LineIsLevelNameMidPartClockAndText)
     EXPECT_EQ(0u, line.find(std::string(cTraceProvider::g_loggingLevels[3]) + " [Vehicle "));
     auto close = line.find("] ");
     ASSERT_NE(std::string::npos, close);
-    std::string clockText = line.substr(std::string("DEBUG [Vehicle ").size(),
-                                        close - std::string("DEBUG [Vehicle ").size());
+    std::string clockText =
+        line.substr(std::string("DEBUG [Vehicle ").size(), close - std::string("DEBUG [Vehicle ").size());
     EXPECT_FALSE(clockText.empty());
     EXPECT_EQ(std::string::npos, clockText.find_first_not_of("0123456789"));
     EXPECT_EQ("Vehicle started", line.substr(close + 2));
@@ -88,13 +88,15 @@ TEST(cTraceProvider, LinesFromThreadsStayWhole)
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t)
     {
-        threads.emplace_back([t] {
-            cTraceProvider provider("T" + std::to_string(t));
-            for (int i = 0; i < 200; ++i)
+        threads.emplace_back(
+            [t]
             {
-                provider.logImpl(4, std::string(50, static_cast<char>('a' + t)));
-            }
-        });
+                cTraceProvider provider("T" + std::to_string(t));
+                for (int i = 0; i < 200; ++i)
+                {
+                    provider.logImpl(4, std::string(50, static_cast<char>('a' + t)));
+                }
+            });
     }
     for (auto& thread : threads)
     {
