@@ -158,7 +158,8 @@ void cCfgInputFile::save(bool keepBackup, std::string const& comment, std::strin
     std::string const text = cConfigurationWriter::write(m_topGroup, &header);
 
     std::string const& path = getFileName();
-    std::string const temporary = path + ".tmp";
+    // Named after the process, so that no file of the user's is taken for the temporary one.
+    std::string const temporary = path + ".tmp-" + std::to_string(::getpid());
     int error = 0;
     if (!writeWholeFile(temporary, text, error))
     {

@@ -36,7 +36,7 @@ public:
 
     // Writes the header ("@File Type" when the header name is set, "@Project" always, "@Comment"
     // when not empty) and the tree to the file name. The old file is never lost: the text goes to
-    // path + ".tmp" first, and only a complete temporary file is renamed over the target.
+    // path + ".tmp-" + process id first, and only a complete temporary file is renamed over the target.
     // keepBackup set: the previous content is kept as path + ".bak" (when there was a file).
     // A locked file throws cFileNotWritableException and writes nothing. A failure to write removes
     // the temporary file and throws cFstreamOpenException with the path (with path + ".bak"

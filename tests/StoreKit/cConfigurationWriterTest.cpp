@@ -27,6 +27,8 @@ cConfigurationGroup* addGroup(cConfigurationGroup& parent, std::string const& na
     parent.addConfigurationGroup(group);
     return group;
 }
+
+std::string const bom = "\xEF\xBB\xBF";
 } // namespace
 
 TEST(cConfigurationWriter, QuotesOnlyWhatWouldNotReadBack)
@@ -36,6 +38,8 @@ TEST(cConfigurationWriter, QuotesOnlyWhatWouldNotReadBack)
     EXPECT_EQ(cConfigurationWriter::formatName("Used Maximum Value #2 @3"), "Used Maximum Value #2 @3");
     EXPECT_EQ(cConfigurationWriter::formatValue("\"a\tb\nc\rd\x01\x7f\\"),
               "\"\\\"a\\tb\\nc\\rd\\x01\\x7F\\\\\"");
+    // Read back wrongly only as the first line of a file without a header.
+    EXPECT_EQ(cConfigurationWriter::formatName(bom + "x"), "\"" + bom + "x\"");
     // A file written without a header has none; with one, "@Project" is always there.
     sConfigurationHeader const bare;
     EXPECT_EQ(cConfigurationWriter::write(cConfigurationGroup(), &bare), "@Project = \"\"\n");
@@ -44,31 +48,16 @@ TEST(cConfigurationWriter, QuotesOnlyWhatWouldNotReadBack)
 
 TEST(cConfigurationWriter, AwkwardTextsReadBackToTheSameTree)
 {
-    std::vector<std::string> const awkward = {"a = b",
-                                              "{",
-                                              "}",
-                                              "# not a comment",
-                                              "@at",
-                                              "\"quoted\"",
-                                              " lead",
-                                              "trail ",
-                                              "two\nlines",
-                                              "tab\t",
-                                              "",
-                                              "\\",
-                                              "back\\slash\\",
-                                              "x\r",
-                                              "größer",
-                                              "\xEF\xBB\xBF"
-                                              "bom",
-                                              "\"",
-                                              "=",
-                                              "a\"b"};
+    std::string const awkward[] = {"a = b",      "{",     "}",      "# no comment",  "@at",
+                                   "\"quoted\"", " lead", "trail ", "two\nlines",    "tab\t",
+                                   "",           "\\",    "x\r",    "back\\slash\\", "größer",
+                                   bom + "bom",  "\"",    "=",      "a\"b"};
+    std::size_t const count = std::size(awkward);
     cConfigurationGroup top;
     cConfigurationGroup* group = addGroup(top, "Group");
-    for (std::size_t i = 0; i < awkward.size(); ++i)
+    for (std::size_t i = 0; i < count; ++i)
     {
-        top.addInformation(awkward[i], awkward[awkward.size() - 1 - i]);
+        top.addInformation(awkward[i], awkward[count - 1 - i]);
         addGroup(*group, awkward[i])->addInformation("Index", static_cast<int>(i));
     }
     // Duplicate keys and duplicate group names keep their order.

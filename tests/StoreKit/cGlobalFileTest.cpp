@@ -2,18 +2,23 @@
 
 #include <gtest/gtest.h>
 
-TEST(cGlobalFile, GivesTheNameWithoutDirectoryAndExtension)
+TEST(cGlobalFile, GivesTheDirectoryAndTheNameWithAndWithoutExtension)
 {
-    cGlobalFile file("/p/study/front.sensor.cfg");
-    EXPECT_EQ(file.extractName(), "front.sensor"); // only the last extension goes
-    EXPECT_EQ(file.getRelativeFileName(true), "front.sensor.cfg");
-    EXPECT_EQ(file.getRelativeFileName(false), "front.sensor");
-    // The directory joins back to the path by plain concatenation.
-    EXPECT_EQ(file.getDirectory() + file.getRelativeFileName(true), file.getFileName());
-    file.setFileName("plain");
-    EXPECT_EQ(file.getDirectory() + "|" + file.extractName(), "|plain");
-    file.setFileName("dir.v2/.hidden"); // a leading dot is no extension, nor a dot of the directory
-    EXPECT_EQ(file.getDirectory() + "|" + file.extractName(), "dir.v2/|.hidden");
-    file.setFileName("/p/dir/");
-    EXPECT_EQ(file.getDirectory() + "|" + file.getRelativeFileName(true), "/p/dir/|");
+    struct
+    {
+        char const* path;
+        char const* parts; // directory | name with extension | name without
+    } const cases[] = {
+        {"/p/study/front.sensor.cfg", "/p/study/|front.sensor.cfg|front.sensor"}, // only the last one goes
+        {"plain", "|plain|plain"},
+        {"dir.v2/.hidden", "dir.v2/|.hidden|.hidden"}, // a leading dot is no extension, nor a directory's dot
+        {"/p/dir/", "/p/dir/||"},
+    };
+    for (auto const& c : cases)
+    {
+        cGlobalFile const file(c.path);
+        EXPECT_EQ(file.getDirectory() + "|" + file.getRelativeFileName(true) + "|" + file.extractName(),
+                  c.parts);
+        EXPECT_EQ(file.getRelativeFileName(false), file.extractName());
+    }
 }

@@ -4,52 +4,49 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 namespace
 {
-// The message of what reading key as T throws, or "no exception".
-template <typename T>
-std::string failureOf(cObjectToStoreInfo const& info, std::string const& key, bool hex = false)
+template <typename F> std::string failureOf(F call)
+try
 {
-    T value{};
-    try
-    {
-        if constexpr (std::is_same_v<T, long>)
-        {
-            info.findItemValue(key, value, true, hex);
-        }
-        else
-        {
-            info.findItemValue(key, value, true);
-        }
-    }
-    catch (cKynException const& e)
-    {
-        return std::string(e.getClassName()) + "|" + e.getFunction() + "|" + e.what();
-    }
+    call();
     return "no exception";
 }
+catch (cKynException const& e)
+{
+    return std::string(e.getClassName()) + "|" + e.getFunction() + "|" + e.what();
+}
 
-// The value of key read as T; the key must be there.
-template <typename T> T read(cObjectToStoreInfo const& info, std::string const& key, bool hex = false)
+// The value of key read as T (with hexadecimal digits for a long); the key must be there.
+template <typename T, bool hexadecimal = false> T read(cObjectToStoreInfo const& info, std::string const& key)
 {
     T value{};
-    int found = 0;
-    if constexpr (std::is_same_v<T, long>)
+    if constexpr (hexadecimal)
     {
-        found = info.findItemValue(key, value, true, hex);
+        EXPECT_EQ(info.findItemValue(key, value, false, true), 1) << key;
     }
     else
     {
-        found = info.findItemValue(key, value, true);
+        EXPECT_EQ(info.findItemValue(key, value, false), 1) << key;
     }
-    EXPECT_EQ(found, 1) << key;
     return value;
+}
+
+// What reading key as T throws: a text that does not read throws even when the key is optional.
+template <typename T, bool hexadecimal = false>
+std::string failureAs(cObjectToStoreInfo const& info, std::string const& key)
+{
+    return failureOf([&] { read<T, hexadecimal>(info, key); });
 }
 } // namespace
 
-TEST(cObjectToStoreInfo, AddInformationWritesEachTypeInItsTextForm)
+TEST(cObjectToStoreInfo, AddInformationWritesEachTypeInItsTextFormInOrder)
 {
     cObjectToStoreInfo info;
+    unsigned int cursor = 99; // the walk starts from 0 whatever the cursor held
+    EXPECT_EQ(info.firstInformation(cursor), nullptr);
     info.addInformation("a", true);
     info.addInformation("b", false);
     info.addInformation("c", -42L);
@@ -62,16 +59,19 @@ TEST(cObjectToStoreInfo, AddInformationWritesEachTypeInItsTextForm)
     info.addInformation("j", 0.1);
     info.addInformation("k", static_cast<char const*>(nullptr));
     std::string values;
-    for (sInformationItem const& item : info.getInformationRange())
+    for (sInformationItem const* item = info.firstInformation(cursor); item;
+         item = info.nextInformation(cursor))
     {
-        values += item.value + (item.lineNumber == 0 && !item.sourceFile ? ";" : "<origin>;");
+        values += item->value + (item->lineNumber == 0 && !item->sourceFile ? ";" : "<origin>;");
     }
     EXPECT_EQ(values, "1;0;-42;0xFF;0x00012345;0xFE;3;-1.3;4000000000;0.10000000000000001;;");
+    EXPECT_TRUE(info.endOfInformationList(cursor) && info.nextInformation(cursor) == nullptr);
 }
 
-TEST(cObjectToStoreInfo, FindItemValueReadsEachTypeAndLeavesDefaultsWhenAbsent)
+TEST(cObjectToStoreInfo, FindItemValueReadsEachTypeTheFirstOfAKeyAndLeavesDefaultsWhenAbsent)
 {
     cObjectToStoreInfo info;
+    info.addInformationItem({"Path", "first", 3, nullptr});
     info.addInformation("Double", -123.456e-300);
     info.addInformation("Long", -9223372036854775807L - 1);
     for (char const* text :
@@ -79,6 +79,7 @@ TEST(cObjectToStoreInfo, FindItemValueReadsEachTypeAndLeavesDefaultsWhenAbsent)
     {
         info.addInformation(text, text);
     }
+    info.addInformationItem({"Path", "second", 9, nullptr});
     EXPECT_EQ(read<double>(info, "Double"), -123.456e-300); // %.17g reads back to the same double
     EXPECT_EQ(read<long>(info, "Long"), -9223372036854775807L - 1);
     EXPECT_TRUE(read<bool>(info, " TRUE ") && !read<bool>(info, "No"));
@@ -86,72 +87,46 @@ TEST(cObjectToStoreInfo, FindItemValueReadsEachTypeAndLeavesDefaultsWhenAbsent)
     EXPECT_EQ(read<unsigned int>(info, "4294967295"), 4294967295u);
     EXPECT_EQ(read<float>(info, "0.1"), 0.1f);
     EXPECT_EQ(read<mpf_class>(info, " -2.5e3 "), -2500);
-    EXPECT_EQ(read<long>(info, "0XfF", true), 255);
-    EXPECT_EQ(read<long>(info, "0xFFFFFFFFFFFFFFFF", true), -1); // 16 digits are a full 64-bit pattern
+    EXPECT_EQ((read<long, true>(info, "0XfF")), 255);
+    EXPECT_EQ((read<long, true>(info, "0xFFFFFFFFFFFFFFFF")), -1); // 16 digits are a full 64-bit pattern
+    int line = 0;
+    info.findItemLineNumber("Path", line, true);
+    EXPECT_EQ(read<std::string>(info, "Path") + std::to_string(line), "first3");
 
     std::string text = "default";
-    int line = -1;
+    line = -1;
     EXPECT_EQ(info.findItemValue("double", text, false) + info.findItemLineNumber("Other", line, false), 0);
     EXPECT_EQ(text + std::to_string(line), "default-1");
     // A plain list knows no group or file to name.
-    EXPECT_EQ(failureOf<std::string>(info, "Other"),
+    EXPECT_EQ(failureOf([&] { info.findItemValue("Other", text, true); }),
               "cMissingItem|cObjectToStoreInfo::findItemValue|Missing key \"Other\".\n");
     EXPECT_THROW(info.findItemLineNumber("Other", line, true), cMissingItem);
 }
 
-TEST(cObjectToStoreInfo, BadTextsNameWhatWasExpected)
+TEST(cObjectToStoreInfo, BadTextsNameWhatWasExpectedAndLeaveTheValue)
 {
+    using tFailure = std::string (*)(cObjectToStoreInfo const&, std::string const&);
+    std::tuple<char const*, tFailure, char const*> const cases[] = {
+        {"2147483648", failureAs<int>, "a whole number from -2147483648 to 2147483647 is expected."},
+        {"99999999999999999999", failureAs<int>,
+         "a whole number from -2147483648 to 2147483647 is expected."},
+        {"-1", failureAs<unsigned int>, "a whole number from 0 to 4294967295 is expected."},
+        {"99999999999999999999", failureAs<long>,
+         "a whole number from -9223372036854775808 to 9223372036854775807 is expected."},
+        {"1e39", failureAs<float>, "a number within the range of a float is expected."},
+        {"1.5x", failureAs<double>, "a number is expected."},
+        {"1.5x", failureAs<mpf_class>, "a number is expected."},
+        {"0xG1", failureAs<long, true>, "a hexadecimal number is expected."},
+        {"maybe", failureAs<bool>, "1, 0, true, false, yes or no is expected."},
+    };
+    std::string const head = "cGenericException|cObjectToStoreInfo::findItemValue|Invalid value ";
     cObjectToStoreInfo info;
-    info.addInformationItem({"Precision", "12.5", 4, std::make_shared<std::string const>("/p/a.cfg")});
-    for (char const* text : {"2147483648", "-1", "1e39", "0xG1", "maybe", "1.5x", "99999999999999999999"})
+    for (auto const& [text, failure, expected] : cases)
     {
         info.addInformation(text, text);
+        EXPECT_EQ(failure(info, text), head + "\"" + text + "\" of key \"" + text + "\": " + expected);
     }
-    std::string const head = "cGenericException|cObjectToStoreInfo::findItemValue|Invalid value ";
-    EXPECT_EQ(
-        failureOf<int>(info, "Precision"),
-        head + "\"12.5\" of key \"Precision\" at line 4 of file \"/p/a.cfg\": a whole number is expected.");
-    EXPECT_EQ(failureOf<int>(info, "2147483648"),
-              head + "\"2147483648\" of key \"2147483648\": a whole number from -2147483648 to 2147483647 is "
-                     "expected.");
-    EXPECT_EQ(failureOf<unsigned int>(info, "-1"),
-              head + "\"-1\" of key \"-1\": a whole number from 0 to 4294967295 is expected.");
-    EXPECT_EQ(failureOf<long>(info, "99999999999999999999"),
-              head + "\"99999999999999999999\" of key \"99999999999999999999\": a whole number from "
-                     "-9223372036854775808 to 9223372036854775807 is expected.");
-    EXPECT_EQ(failureOf<float>(info, "1e39"),
-              head + "\"1e39\" of key \"1e39\": a number within the range of a float is expected.");
-    EXPECT_EQ(failureOf<double>(info, "1.5x"), head + "\"1.5x\" of key \"1.5x\": a number is expected.");
-    EXPECT_EQ(failureOf<mpf_class>(info, "1.5x"), head + "\"1.5x\" of key \"1.5x\": a number is expected.");
-    EXPECT_EQ(failureOf<long>(info, "0xG1", true),
-              head + "\"0xG1\" of key \"0xG1\": a hexadecimal number is expected.");
-    EXPECT_EQ(failureOf<bool>(info, "maybe"),
-              head + "\"maybe\" of key \"maybe\": 1, 0, true, false, yes or no is expected.");
     int untouched = 5;
     EXPECT_ANY_THROW(info.findItemValue("1.5x", untouched, false));
     EXPECT_EQ(untouched, 5);
-}
-
-TEST(cObjectToStoreInfo, DuplicateKeysKeepTheirOrderAndTheFirstIsRead)
-{
-    cObjectToStoreInfo info;
-    unsigned int cursor = 99;
-    EXPECT_TRUE(info.firstInformation(cursor) == nullptr && info.informationListEmpty());
-    info.addInformationItem({"Path", "first", 3, nullptr});
-    info.addInformation("Other", 1);
-    info.addInformationItem({"Path", "second", 9, nullptr});
-    std::string value;
-    int line = 0;
-    info.findItemValue("Path", value, true);
-    info.findItemLineNumber("Path", line, true);
-    EXPECT_EQ(value + std::to_string(line), "first3");
-    std::string walked;
-    for (sInformationItem const* item = info.firstInformation(cursor); item;
-         item = info.nextInformation(cursor))
-    {
-        walked += item->key + "=" + item->value + ";";
-    }
-    EXPECT_EQ(walked, "Path=first;Other=1;Path=second;");
-    EXPECT_TRUE(info.endOfInformationList(cursor) && info.nbOfInformation() == 3u);
-    EXPECT_EQ(info.nextInformation(cursor), nullptr); // stays behind the last
 }
