@@ -334,6 +334,13 @@ unsigned long long mpfToUnsignedLongLong(mpf_class const& v)
     return mpzToUnsigned(truncateToInteger(v));
 }
 
+std::string numberToText(mpf_class const& v)
+{
+    char buffer[128];
+    gmp_snprintf(buffer, sizeof buffer, "%.17Fg", v.get_mpf_t());
+    return buffer;
+}
+
 std::string convertIntToString(int value)
 {
     return std::to_string(value);

@@ -49,6 +49,10 @@ long long readHexadecimalNumber(std::string const& digits, unsigned char width, 
 long long mpfToLongLong(mpf_class const& v);
 unsigned long long mpfToUnsignedLongLong(mpf_class const& v);
 
+// A number for messages and reports: up to 17 significant digits ("%.17Fg"), which shows every
+// double exactly and switches to an exponent for very large or small values.
+std::string numberToText(mpf_class const& v);
+
 // Decimal text of an int.
 std::string convertIntToString(int value);
 // "0x" and 16 upper-case hex digits, for traces.

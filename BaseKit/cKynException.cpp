@@ -1,6 +1,7 @@
 #include "BaseKit/cKynException.h"
 
-#include <cstdio>
+#include "BaseKit/Conversions.h"
+
 #include <utility>
 
 namespace
@@ -8,14 +9,6 @@ namespace
 std::string orEmpty(char const* text)
 {
     return text ? std::string(text) : std::string();
-}
-
-// Numbers in messages: up to 17 significant digits, which shows every double exactly.
-std::string numberText(mpf_class const& value)
-{
-    char buffer[128];
-    gmp_snprintf(buffer, sizeof buffer, "%.17Fg", value.get_mpf_t());
-    return buffer;
 }
 
 std::string quoted(std::string const& text)
@@ -67,10 +60,10 @@ std::string cKynException::getLocation() const
     return m_sourceFile + ", " + m_function + ", line " + std::to_string(m_line);
 }
 
-#define KYN_DEFINE_PLAIN_EXCEPTION(Name, message)                                                          \
-    Name::Name(char const* file, char const* function, int line)                                           \
-        : cKynException(file, function, line, message)                                                     \
-    {                                                                                                      \
+#define KYN_DEFINE_PLAIN_EXCEPTION(Name, message)                                                            \
+    Name::Name(char const* file, char const* function, int line)                                             \
+        : cKynException(file, function, line, message)                                                       \
+    {                                                                                                        \
     }
 
 KYN_DEFINE_PLAIN_EXCEPTION(cBadChannelReference, "Bad channel reference.")
@@ -107,15 +100,16 @@ cKynTextException::cKynTextException(char const* file, char const* function, int
 {
 }
 
-#define KYN_DEFINE_TEXT_EXCEPTION(Name, Base, title)                                                       \
-    Name::Name(char const* file, char const* function, int line, std::string const& text)                  \
-        : Base(file, function, line, title, text)                                                          \
-    {                                                                                                      \
+#define KYN_DEFINE_TEXT_EXCEPTION(Name, Base, title)                                                         \
+    Name::Name(char const* file, char const* function, int line, std::string const& text)                    \
+        : Base(file, function, line, title, text)                                                            \
+    {                                                                                                        \
     }
 
 // Texts that are whole sentences stand alone; names and paths get a title that says what they are.
 KYN_DEFINE_TEXT_EXCEPTION(cBadReference, cKynTextException, "Bad reference: ")
-KYN_DEFINE_TEXT_EXCEPTION(cBatchModeCreationFailedException, cKynTextException, "Batch mode creation failed: ")
+KYN_DEFINE_TEXT_EXCEPTION(cBatchModeCreationFailedException, cKynTextException,
+                          "Batch mode creation failed: ")
 KYN_DEFINE_TEXT_EXCEPTION(cBatchModeLoadingFailedException, cKynTextException, "Batch mode loading failed: ")
 KYN_DEFINE_TEXT_EXCEPTION(cErrorOccuredDuringEquationEvaluation, cKynTextException,
                           "Error during equation evaluation: ")
@@ -176,8 +170,8 @@ cInvalidSymbolDefinition::cInvalidSymbolDefinition(char const* file, char const*
                                                    std::string const& name, std::string const& definition,
                                                    std::string const& message)
     : cKynThreeTextException(file, function, line,
-                             "Invalid definition of " + quoted(name) + " (" + quoted(definition) + "): " +
-                                 message,
+                             "Invalid definition of " + quoted(name) + " (" + quoted(definition) +
+                                 "): " + message,
                              name, definition, message)
 {
 }
@@ -203,8 +197,8 @@ cMissingEepromData::cMissingEepromData(char const* file, char const* function, i
                                        std::string const& name, std::string const& key,
                                        std::string const& text)
     : cKynThreeTextException(file, function, line,
-                             "Missing or invalid EEPROM data " + quoted(key) + " of parameter " + quoted(name) +
-                                 ".\n" + text,
+                             "Missing or invalid EEPROM data " + quoted(key) + " of parameter " +
+                                 quoted(name) + ".\n" + text,
                              name, key, text)
 {
 }
@@ -249,7 +243,7 @@ cInvalidVariableRedefinition::cInvalidVariableRedefinition(char const* file, cha
 }
 
 cBadStepException::cBadStepException(char const* file, char const* function, int line, mpf_class const& step)
-    : cKynException(file, function, line, "Invalid step " + numberText(step) + ": a step must be above 0."),
+    : cKynException(file, function, line, "Invalid step " + numberToText(step) + ": a step must be above 0."),
       m_step(step)
 {
 }
@@ -257,16 +251,17 @@ cBadStepException::cBadStepException(char const* file, char const* function, int
 cInvalidConversionFactorException::cInvalidConversionFactorException(char const* file, char const* function,
                                                                      int line, mpf_class const& factor,
                                                                      std::string const& text)
-    : cKynException(file, function, line, "Invalid conversion factor " + numberText(factor) + ".\n" + text),
+    : cKynException(file, function, line, "Invalid conversion factor " + numberToText(factor) + ".\n" + text),
       m_factor(factor)
 {
 }
 
 cMinMaxException::cMinMaxException(char const* file, char const* function, int line, std::string const& name,
-                                   mpf_class const& minimum, mpf_class const& maximum, std::string const& text)
+                                   mpf_class const& minimum, mpf_class const& maximum,
+                                   std::string const& text)
     : cKynException(file, function, line,
-                    "The maximum of " + quoted(name) + " is below its minimum (minimum " + numberText(minimum) +
-                        ", maximum " + numberText(maximum) + ").\n" + text),
+                    "The maximum of " + quoted(name) + " is below its minimum (minimum " +
+                        numberToText(minimum) + ", maximum " + numberToText(maximum) + ").\n" + text),
       m_name(name), m_minimum(minimum), m_maximum(maximum)
 {
 }
