@@ -1,12 +1,11 @@
 #include "BaseKit/cPlatformThread.h"
 
-#include "BaseKit/cKynException.h"
-
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
 #include <thread>
+#include <utility>
 #include <vector>
 
 using namespace platform;
@@ -17,14 +16,12 @@ namespace
 template <class tPredicate> bool eventually(tPredicate pred)
 {
     auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    for (; !pred(); std::this_thread::sleep_for(std::chrono::milliseconds(1)))
+    bool held = pred();
+    for (; !held && std::chrono::steady_clock::now() < deadline; held = pred())
     {
-        if (std::chrono::steady_clock::now() > deadline)
-        {
-            return false;
-        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    return true;
+    return held;
 }
 
 // Posts as soon as the target has made its queue.
@@ -33,145 +30,108 @@ bool postWhenReady(uint32_t threadId, uint32_t message, uintptr_t wParam = 0, in
     return eventually([&] { return PostThreadMessageA(threadId, message, wParam, lParam) != 0; });
 }
 
-// The messages handed to the discard handler; read only after the thread has been joined.
-std::vector<sThreadMessage> g_discarded;
+// What a call returns and the last error it leaves behind, starting from ERROR_SUCCESS.
+template <class tCall> auto outcome(tCall call)
+{
+    SetLastError(ERROR_SUCCESS);
+    auto const result = call();
+    return std::pair(result, GetLastError());
+}
+
+std::vector<sThreadMessage> g_discarded; // read only after the thread has been joined
 void recordDiscarded(sThreadMessage const& message)
 {
     g_discarded.push_back(message);
 }
 
-// What a worker saw; read by the test once the worker has been joined (or through the atomics).
+// What a worker is to take and what it saw; read once it has been joined, or through the atomics.
 struct sWorkerLog
 {
+    std::vector<std::pair<uint32_t, uint32_t>> filters{{0, 0}};
     std::vector<sThreadMessage> received;
-    std::atomic<int> count{0};
     std::atomic<bool> ran{false};
-    std::atomic<bool> passedWait{false};
-    std::atomic<bool> handlerCaughtUnwind{false};
+    std::atomic<bool> done{false};
 };
 
-// Takes any message and returns its id as exit code.
-uint32_t takeOneMessage(void* argument)
-{
-    auto* log = static_cast<sWorkerLog*>(argument);
-    sThreadMessage message{};
-    GetMessageA(&message, 0, 0);
-    log->received.push_back(message);
-    ++log->count;
-    return message.message;
-}
-
-// Waits for an id that never comes, inside handlers that must not stop a terminate.
-uint32_t waitForever(void* argument)
+// Takes one message per filter of the log and returns the last id as exit code. Its handler must not
+// stop a terminate (cKynException derives from std::exception).
+uint32_t takeMessages(void* argument)
 {
     auto* log = static_cast<sWorkerLog*>(argument);
     log->ran = true;
+    sThreadMessage message{};
     try
     {
-        sThreadMessage message{};
-        GetMessageA(&message, 0x500, 0x500);
+        for (auto const& [lowest, highest] : log->filters)
+        {
+            GetMessageA(&message, lowest, highest);
+            log->received.push_back(message);
+        }
     }
-    catch (cKynException&)
+    catch (std::exception const&)
     {
-        log->handlerCaughtUnwind = true;
     }
-    catch (std::exception&)
-    {
-        log->handlerCaughtUnwind = true;
-    }
-    log->passedWait = true;
-    return 1;
+    log->done = true;
+    return message.message;
 }
 } // namespace
 
-TEST(cPlatformThread, PostFailsUntilTheTargetAsksForAMessage)
+TEST(cPlatformThread, QueueExistsFromTheFirstGetAndTheIdFilterLeavesOthersInOrder)
 {
     sWorkerLog log;
+    log.filters = {{0x200, 0x200}, {0x100, 0x1FF}, {0x100, 0x1FF}, {0x100, 0x1FF}, {0, 0}};
     uint32_t id = 0;
-    tThreadHandle handle = CreateThread(0, &takeOneMessage, &log, CREATE_SUSPENDED, &id);
+    tThreadHandle handle = CreateThread(0, &takeMessages, &log, CREATE_SUSPENDED, &id);
     ASSERT_NE(handle, nullptr);
     EXPECT_NE(id, 0u);
     EXPECT_NE(id, GetCurrentThreadId());
-    EXPECT_NE(SetThreadPriority(handle, 2), 0);
-    EXPECT_EQ(GetThreadPriority(handle), 2);
-
-    SetLastError(ERROR_SUCCESS);
-    EXPECT_EQ(PostThreadMessageA(id, 0x10001, 0, 0), 0);
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_THREAD_ID);
-    uint32_t exitCode = 0;
-    ASSERT_NE(GetExitCodeThread(handle, &exitCode), 0);
-    EXPECT_EQ(exitCode, STILL_ACTIVE);
+    auto const unknownThread = std::pair(0, ERROR_INVALID_THREAD_ID);
+    EXPECT_EQ(outcome([&] { return PostThreadMessageA(id, 0x101, 0, 0); }), unknownThread);
 
     EXPECT_EQ(ResumeThread(handle), 1u);
-    ASSERT_TRUE(postWhenReady(id, 0x10003, 7, -9));
-    ASSERT_TRUE(JoinThread(handle));
-    ASSERT_EQ(log.received.size(), 1u);
-    EXPECT_EQ(log.received[0].wParam, 7u);
-    EXPECT_EQ(log.received[0].lParam, -9);
-    ASSERT_NE(GetExitCodeThread(handle, &exitCode), 0);
-    EXPECT_EQ(exitCode, 0x10003u);
-
-    // An ended thread and an id never given out are both unknown.
-    SetLastError(ERROR_SUCCESS);
-    EXPECT_EQ(PostThreadMessageA(id, 0x10001, 0, 0), 0);
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_THREAD_ID);
-    EXPECT_EQ(PostThreadMessageA(0, 0x10001, 0, 0), 0);
-    EXPECT_NE(CloseHandle(handle), 0);
-}
-
-TEST(cPlatformThread, IdFilterTakesFirstMatchAndLeavesOthersInOrder)
-{
-    static int const filters[5][2] = {{0x200, 0x200}, {0x100, 0x1FF}, {0x100, 0x1FF}, {0x100, 0x1FF}, {0, 0}};
-    auto entry = [](void* argument) -> uint32_t
-    {
-        auto* log = static_cast<sWorkerLog*>(argument);
-        for (auto const& filter : filters)
-        {
-            sThreadMessage message{};
-            if (GetMessageA(&message, filter[0], filter[1]) > 0)
-            {
-                log->received.push_back(message);
-            }
-        }
-        return 0;
-    };
-    sWorkerLog log;
-    uint32_t id = 0;
-    tThreadHandle handle = CreateThread(0, entry, &log, 0, &id);
-    ASSERT_NE(handle, nullptr);
-    ASSERT_TRUE(postWhenReady(id, 0x101, 1));
-    for (auto const& [message, word] :
-         std::vector<std::pair<uint32_t, uintptr_t>>{{0x300, 2}, {0x102, 3}, {0x103, 4}, {0x200, 5}})
+    ASSERT_TRUE(postWhenReady(id, 0x101, 1, -9));
+    using tPost = std::pair<uint32_t, uintptr_t>;
+    for (auto const& [message, word] : std::vector<tPost>{{0x300, 2}, {0x102, 3}, {0x103, 4}, {0x200, 5}})
     {
         ASSERT_NE(PostThreadMessageA(id, message, word, 0), 0);
     }
     ASSERT_TRUE(JoinThread(handle));
-    EXPECT_NE(CloseHandle(handle), 0);
-    std::vector<std::pair<uint32_t, uintptr_t>> order;
+    std::vector<tPost> order;
     for (auto const& message : log.received)
     {
         order.emplace_back(message.message, message.wParam);
     }
-    std::vector<std::pair<uint32_t, uintptr_t>> const expected{
-        {0x200, 5}, {0x101, 1}, {0x102, 3}, {0x103, 4}, {0x300, 2}};
-    EXPECT_EQ(order, expected);
-
+    ASSERT_EQ(order, (std::vector<tPost>{{0x200, 5}, {0x101, 1}, {0x102, 3}, {0x103, 4}, {0x300, 2}}));
+    EXPECT_EQ(log.received[1].lParam, -9);
+    uint32_t exitCode = 0;
+    ASSERT_NE(GetExitCodeThread(handle, &exitCode), 0);
+    EXPECT_EQ(exitCode, 0x300u);
+    // An ended thread and an id never given out are both unknown.
+    EXPECT_EQ(outcome([&] { return PostThreadMessageA(id, 0x101, 0, 0); }), unknownThread);
+    EXPECT_EQ(outcome([] { return PostThreadMessageA(0, 0x101, 0, 0); }), unknownThread);
     sThreadMessage message{};
-    SetLastError(ERROR_SUCCESS);
-    EXPECT_EQ(GetMessageA(&message, 0x10005, 0x10000), -1);
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(outcome([&] { return GetMessageA(&message, 0x10005, 0x10000); }),
+              std::pair(-1, ERROR_INVALID_PARAMETER));
+    EXPECT_NE(CloseHandle(handle), 0);
 }
 
-TEST(cPlatformThread, TerminateWakesABlockedThreadPastItsHandlers)
+TEST(cPlatformThread, TerminateWakesABlockedThreadPastItsHandlersAndDiscardsItsFullQueue)
 {
     tDiscardedMessageHandler const previous = setDiscardedMessageHandler(&recordDiscarded);
     g_discarded.clear();
     sWorkerLog log;
+    log.filters = {{0x500, 0x500}};
     uint32_t id = 0;
-    tThreadHandle handle = CreateThread(0, &waitForever, &log, 0, &id);
+    tThreadHandle handle = CreateThread(0, &takeMessages, &log, 0, &id);
     ASSERT_NE(handle, nullptr);
-    // Outside the worker's filter: stays queued until the queue goes with the thread.
+    // Outside the worker's filter: they stay queued until the queue goes with the thread.
     ASSERT_TRUE(postWhenReady(id, 0x100, 0, 1234));
+    for (uint32_t i = 1; i < kMaxQueuedMessages; ++i)
+    {
+        ASSERT_NE(PostThreadMessageA(id, 0x100, i, 0), 0) << i;
+    }
+    EXPECT_EQ(outcome([&] { return PostThreadMessageA(id, 0x500, 0, 0); }),
+              std::pair(0, ERROR_NOT_ENOUGH_QUOTA));
     uint32_t exitCode = 0;
     ASSERT_NE(GetExitCodeThread(handle, &exitCode), 0);
     EXPECT_EQ(exitCode, STILL_ACTIVE);
@@ -180,15 +140,10 @@ TEST(cPlatformThread, TerminateWakesABlockedThreadPastItsHandlers)
     EXPECT_NE(TerminateThread(handle, 77), 0);
     ASSERT_TRUE(JoinThread(handle));
     setDiscardedMessageHandler(previous);
-    ASSERT_NE(GetExitCodeThread(handle, &exitCode), 0);
-    EXPECT_EQ(exitCode, 77u);
-    EXPECT_TRUE(log.ran);
-    EXPECT_FALSE(log.passedWait);
-    EXPECT_FALSE(log.handlerCaughtUnwind);
-    ASSERT_EQ(g_discarded.size(), 1u);
-    EXPECT_EQ(g_discarded[0].message, 0x100u);
-    EXPECT_EQ(g_discarded[0].lParam, 1234);
-
+    EXPECT_FALSE(log.done);
+    ASSERT_EQ(g_discarded.size(), kMaxQueuedMessages);
+    EXPECT_EQ(g_discarded.front().lParam, 1234);
+    EXPECT_EQ(g_discarded.back().wParam, kMaxQueuedMessages - 1);
     // A terminate of an ended thread changes nothing.
     EXPECT_NE(TerminateThread(handle, 5), 0);
     ASSERT_NE(GetExitCodeThread(handle, &exitCode), 0);
@@ -196,49 +151,18 @@ TEST(cPlatformThread, TerminateWakesABlockedThreadPastItsHandlers)
     EXPECT_NE(CloseHandle(handle), 0);
 }
 
-TEST(cPlatformThread, ThreadClosedBeforeResumeEndsWithoutRunning)
+TEST(cPlatformThread, CloseHandleEndsAThreadNeverResumedAndLetsARunningOneGoOn)
 {
-    // Nothing could resume it any more: it is ended and joined.
-    sWorkerLog log;
-    tThreadHandle handle = CreateThread(0, &waitForever, &log, CREATE_SUSPENDED, nullptr);
-    ASSERT_NE(handle, nullptr);
-    EXPECT_NE(CloseHandle(handle), 0);
-    EXPECT_FALSE(log.ran);
-}
+    // Nothing could resume it any more: it is ended and joined without running.
+    sWorkerLog suspended;
+    EXPECT_NE(CloseHandle(CreateThread(0, &takeMessages, &suspended, CREATE_SUSPENDED, nullptr)), 0);
+    EXPECT_FALSE(suspended.ran);
 
-TEST(cPlatformThread, CloseHandleLetsARunningThreadGoOn)
-{
     static sWorkerLog log; // outlives the detached thread
     uint32_t id = 0;
-    tThreadHandle handle = CreateThread(0, &takeOneMessage, &log, 0, &id);
-    ASSERT_NE(handle, nullptr);
-    EXPECT_NE(CloseHandle(handle), 0);
+    EXPECT_NE(CloseHandle(CreateThread(0, &takeMessages, &log, 0, &id)), 0);
     ASSERT_TRUE(postWhenReady(id, 0x10005, 3));
-    EXPECT_TRUE(eventually([&] { return log.count == 1; }));
+    EXPECT_TRUE(eventually([&] { return log.done.load(); }));
     // Its queue goes when it ends.
     EXPECT_TRUE(eventually([&] { return PostThreadMessageA(id, 0x10001, 0, 0) == 0; }));
-}
-
-TEST(cPlatformThread, FullQueueRefusesWithNotEnoughQuota)
-{
-    tDiscardedMessageHandler const previous = setDiscardedMessageHandler(&recordDiscarded);
-    g_discarded.clear();
-    sWorkerLog log;
-    uint32_t id = 0;
-    tThreadHandle handle = CreateThread(0, &waitForever, &log, 0, &id);
-    ASSERT_NE(handle, nullptr);
-    ASSERT_TRUE(postWhenReady(id, 0x100, 0, 0));
-    for (uint32_t i = 1; i < kMaxQueuedMessages; ++i)
-    {
-        ASSERT_NE(PostThreadMessageA(id, 0x100, i, 0), 0) << i;
-    }
-    SetLastError(ERROR_SUCCESS);
-    EXPECT_EQ(PostThreadMessageA(id, 0x500, 0, 0), 0);
-    EXPECT_EQ(GetLastError(), ERROR_NOT_ENOUGH_QUOTA);
-
-    EXPECT_NE(TerminateThread(handle, 0), 0);
-    EXPECT_NE(CloseHandle(handle), 0);
-    setDiscardedMessageHandler(previous);
-    ASSERT_EQ(g_discarded.size(), kMaxQueuedMessages);
-    EXPECT_EQ(g_discarded.back().wParam, kMaxQueuedMessages - 1);
 }

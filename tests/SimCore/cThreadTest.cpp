@@ -7,171 +7,113 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
 #include <vector>
 
+// Message ids in the logs below: 65536 QUIT_MSG, 65537 RESET_MSG, 65538 FILE_CHANGED_MSG,
+// 65539 START_TEST_MSG, 65540 END_OF_TEST_MSG, 65541 RUN_TEST_MSG.
 namespace
 {
+// Polls until pred holds; the deadline is generous so that a loaded machine does not fail a test.
 template <class tPredicate> bool eventually(tPredicate pred)
 {
     auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!pred())
+    bool held = pred();
+    for (; !held && std::chrono::steady_clock::now() < deadline; held = pred())
     {
-        if (std::chrono::steady_clock::now() > deadline)
-        {
-            return false;
-        }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    return true;
+    return held;
 }
 
-// Sets the simulation mode for one test and restores the default afterwards.
-class cSimulationModeGuard
+// Fails while the thread has no queue: not made yet, or gone with the thread. The probe's id lies
+// outside every filter and the pipeline's range, so it stays queued and goes with the queue untouched.
+bool canPost(uint32_t threadId)
 {
-public:
-    explicit cSimulationModeGuard(bool mode) : m_previous(cKynThread::getSimulationMode())
-    {
-        cKynThread::setSimulationMode(mode);
-    }
-    ~cSimulationModeGuard() { cKynThread::setSimulationMode(m_previous); }
+    return platform::PostThreadMessageA(threadId, 0x7F000, 0, 0) != 0;
+}
 
-private:
-    bool m_previous;
+// Sets the simulation mode for one test and restores it afterwards.
+struct sSimulationMode
+{
+    bool previous = cKynThread::getSimulationMode();
+    explicit sSimulationMode(bool mode) { cKynThread::setSimulationMode(mode); }
+    ~sSimulationMode() { cKynThread::setSimulationMode(previous); }
 };
 
 // A payload that counts its destructions, to see who deletes it.
 class cCountedMessage : public cMessage
 {
 public:
-    explicit cCountedMessage(cKynThread* sender = nullptr, float value = 0.0f) : cMessage(sender, value) {}
     ~cCountedMessage() override { ++s_destroyed; }
     static inline std::atomic<int> s_destroyed{0};
+    // A new one as the lParam of a platform post.
+    static intptr_t word() { return reinterpret_cast<intptr_t>(new cCountedMessage); }
 };
 
-struct sReceived
-{
-    unsigned int message;
-    float value; // -1 without payload
-    cKynThread* sender;
-    int depth; // nesting of ProcessMessage calls on this object when it arrived
-};
-
-// A stage-like thread that records what reaches it, deletes its payloads, and runs an optional
-// hook. With quitOnQuit it leaves its loop on QUIT_MSG like the computation manager.
+// A stage-like thread that logs what reaches it, deletes its payloads and runs an optional hook. One
+// made with the default bounds (QUIT_MSG alone) leaves its loop on QUIT_MSG like the computation
+// manager. Its thread makes its queue only once startDelayMs have passed.
 class cTestThread : public cKynThread
 {
 public:
-    using tHook = std::function<void(cTestThread& self, unsigned int message)>;
-
-    cTestThread(std::string name, bool quitOnQuit = false, unsigned int lowest = QUIT_MSG,
-                unsigned int highest = RUN_TEST_MSG)
-        : cKynThread(std::move(name), lowest, highest), m_quitOnQuit(quitOnQuit)
+    cTestThread() : m_quitOnQuit(true) {}
+    explicit cTestThread(std::string name, unsigned int highest = RUN_TEST_MSG)
+        : cKynThread(std::move(name), QUIT_MSG, highest)
     {
     }
     // ProcessMessage uses this class's members: the thread must end before they go.
     ~cTestThread() override { stop(true); }
-
     using cKynThread::postMessageToThread;
     using cKynThread::postPreparedMessage;
 
-    // Set before the thread runs.
-    void setHook(tHook hook) { m_hook = std::move(hook); }
-
+    // Logs "<id> value=<v> from <sender> depth=<calls of ProcessMessage still running on this
+    // thread>", leaving out what is absent or zero.
     bool ProcessMessage(unsigned int message, cMessage* data) override
     {
         std::unique_ptr<cMessage> owned(data);
+        std::string const entry =
+            std::to_string(message) +
+            (data ? " value=" + std::to_string(static_cast<int>(data->getValue())) : "") +
+            (data && data->getSender() ? " from " + data->getSender()->getName() : "") +
+            (t_depth > 0 ? " depth=" + std::to_string(t_depth) : "");
         {
             std::lock_guard<std::mutex> lock(m_mutex);
-            m_received.push_back(
-                {message, data ? data->getValue() : -1.0f, data ? data->getSender() : nullptr, m_depth});
+            m_received.push_back(entry);
         }
-        ++m_depth;
-        struct sLeave
+        ++t_depth;
+        std::unique_ptr<int, void (*)(int*)> const nesting(&t_depth, [](int* depth) { --*depth; });
+        if (hook)
         {
-            int& depth;
-            ~sLeave() { --depth; }
-        } leave{m_depth};
-        if (m_hook)
-        {
-            m_hook(*this, message);
+            hook(*this, message);
         }
         return m_quitOnQuit && message == QUIT_MSG;
     }
 
-    std::vector<sReceived> received() const
+    std::vector<std::string> received() const
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         return m_received;
     }
-    bool waitForCount(size_t count) const
-    {
-        return eventually([&] { return received().size() >= count; });
-    }
-    // Returns once the thread has made its queue. The probe id lies outside every filter, so it
-    // stays queued and goes with the queue.
-    bool waitForQueue() const
-    {
-        return eventually([&] { return platform::PostThreadMessageA(getThreadId(), 0x7F000, 0, 0) != 0; });
-    }
 
-private:
-    bool m_quitOnQuit;
-    tHook m_hook;
-    int m_depth = 0;
-    mutable std::mutex m_mutex;
-    std::vector<sReceived> m_received;
-};
-
-// Holds its loop back until the test opens the gate, so that its queue does not exist yet.
-class cLateThread : public cTestThread
-{
-public:
-    using cTestThread::cTestThread;
-    ~cLateThread() override
-    {
-        open();
-        stop(true);
-    }
-    void open()
-    {
-        std::lock_guard<std::mutex> lock(m_gateMutex);
-        m_open = true;
-        m_gate.notify_all();
-    }
+    std::function<void(cTestThread& self, unsigned int message)> hook; // set before the thread runs
+    uint32_t startDelayMs = 0;
 
 protected:
     uint32_t userEntryPoint(void* parameter) override
     {
-        {
-            std::unique_lock<std::mutex> lock(m_gateMutex);
-            m_gate.wait(lock, [&] { return m_open; });
-        }
-        return cTestThread::userEntryPoint(parameter);
+        platform::Sleep(startDelayMs);
+        return cKynThread::userEntryPoint(parameter);
     }
 
 private:
-    std::mutex m_gateMutex;
-    std::condition_variable m_gate;
-    bool m_open = false;
-};
-
-// A class that leaves stopping to ~cKynThread; safe only because its handler uses no member.
-class cBareStage : public cKynThread
-{
-public:
-    cBareStage() : cKynThread("Bare", QUIT_MSG, RUN_TEST_MSG) {}
-    bool ProcessMessage(unsigned int, cMessage* data) override
-    {
-        delete data;
-        ++s_handled;
-        return false;
-    }
-    static inline std::atomic<int> s_handled{0};
+    static inline thread_local int t_depth = 0;
+    bool m_quitOnQuit = false;
+    mutable std::mutex m_mutex;
+    std::vector<std::string> m_received;
 };
 
 std::string startedLine(std::string const& name, char simulated, char forced, void const* handle,
@@ -182,332 +124,230 @@ std::string startedLine(std::string const& name, char simulated, char forced, vo
 }
 } // namespace
 
-TEST(cKynThread, UnforcedStartInSimulationModeMakesNoThread)
+TEST(cKynThread, InSimulationModeAPostRunsTheHandlerNestedUnlessAQueueIsAttached)
 {
     EXPECT_TRUE(cKynThread::getSimulationMode());
-    cRecordingTraceSink trace(3);
-    cTestThread vehicle("Vehicle");
-    EXPECT_EQ(vehicle.getName(), "Vehicle");
-    platform::SetLastError(4321);
-    EXPECT_EQ(vehicle.start(1, nullptr, 0, false), 4321u);
-    EXPECT_EQ(vehicle.getThreadHandle(), nullptr);
-    EXPECT_EQ(vehicle.getExitCode(), 0xFFFFFFFFu);
-    EXPECT_EQ(vehicle.stop(false), 0xFFFFFFFFu);
-    // The second stop finds no handle and only writes its line.
-    EXPECT_EQ(vehicle.stop(true), 0xFFFFFFFFu);
-    EXPECT_TRUE(vehicle.received().empty());
-    std::vector<std::string> const expected{
-        startedLine("Vehicle", 'T', 'F', nullptr, 4321),
-        "Stopping cKynThread: Vehicle, m_hThread=0x0000000000000000",
-        "Stopping cKynThread: Vehicle, m_hThread=0x0000000000000000",
-    };
-    EXPECT_EQ(trace.texts(), expected);
-}
-
-TEST(cKynThread, ForcedStartTracesItsHandleAndForcedStopEndsAStage)
-{
-    cRecordingTraceSink trace(3);
-    cTestThread unit("Unit");
-    platform::SetLastError(55);
-    EXPECT_EQ(unit.start(0, nullptr, 0, true), 55u);
-    platform::tThreadHandle const handle = unit.getThreadHandle();
-    ASSERT_NE(handle, nullptr);
-    uint32_t const id = unit.getThreadId();
-    ASSERT_TRUE(unit.waitForQueue());
-    EXPECT_EQ(unit.getExitCode(), platform::STILL_ACTIVE);
-
-    // A stage does not leave its loop on QUIT_MSG: only the terminate of the forced stop ends it.
-    EXPECT_EQ(unit.stop(true), platform::STILL_ACTIVE);
-    EXPECT_EQ(unit.getThreadHandle(), nullptr);
-    platform::SetLastError(0);
-    EXPECT_EQ(platform::PostThreadMessageA(id, RESET_MSG, 0, 0), 0);
-    EXPECT_EQ(platform::GetLastError(), platform::ERROR_INVALID_THREAD_ID);
-
-    std::vector<std::string> const expected{
-        startedLine("Unit", 'T', 'T', handle, 55),
-        "Stopping cKynThread: Unit, m_hThread=" + addressToString(handle),
-    };
-    EXPECT_EQ(trace.texts(), expected);
-}
-
-TEST(cKynThread, SimulatedPostRunsTheWholeHandlerNestedBeforeReturning)
-{
-    cRecordingTraceSink trace(4);
-    cTestThread poster("Poster");
-    cTestThread channel("Channel");
-    // Each RUN_TEST_MSG below 3 posts the next one to the same target: the calls recurse.
-    channel.setHook(
-        [](cTestThread& self, unsigned int message)
-        {
-            float const value = self.received().back().value;
-            if (message == RUN_TEST_MSG && value < 3.0f)
-            {
-                self.postMessageToThread(&self, RUN_TEST_MSG, value + 1.0f);
-            }
-        });
-    poster.postMessageToThread(&channel, RUN_TEST_MSG, 0.0f);
-
-    auto const received = channel.received();
-    ASSERT_EQ(received.size(), 4u);
-    for (int i = 0; i < 4; ++i)
-    {
-        EXPECT_EQ(received[i].message, RUN_TEST_MSG);
-        EXPECT_EQ(received[i].value, static_cast<float>(i));
-        EXPECT_EQ(received[i].depth, i);
-        EXPECT_EQ(received[i].sender, i == 0 ? static_cast<cKynThread*>(&poster) : &channel);
-    }
-    std::vector<std::string> const line(4, "Posting to cKynThread: Channel, msgId=65541, bespokeQueue=F");
-    EXPECT_EQ(trace.texts(), line);
-
-    // Without payload the handler sees null; a failing handler throws through to the poster.
-    channel.setHook(
-        [](cTestThread&, unsigned int message)
-        {
-            if (message == RESET_MSG)
-            {
-                throw cForbiddenAction("SimCore/test", "hook", 1, "Reset refused");
-            }
-        });
-    cTestThread::postMessageToThread(&channel, FILE_CHANGED_MSG);
-    EXPECT_EQ(channel.received().back().value, -1.0f);
-    EXPECT_EQ(channel.received().back().sender, nullptr);
-    EXPECT_THROW(poster.postMessageToThread(&channel, RESET_MSG, 1.0f), cForbiddenAction);
-}
-
-TEST(cKynThread, AttachedQueueIsServedFirstAndDetachWaitsUntilItIsEmpty)
-{
-    cSimulationModeGuard simulation(true);
-    cTestThread manager("Test", true, QUIT_MSG, END_OF_TEST_MSG);
-    cTestThread stage("Vehicle");
-    std::vector<bool> emptyAfterDetach;
-    // On its own thread, like the computation manager at the start of a test.
-    manager.setHook(
-        [&](cTestThread& self, unsigned int message)
-        {
-            if (message == START_TEST_MSG)
-            {
-                self.attachQueue();
-                stage.postMessageToThread(&self, END_OF_TEST_MSG, 1.0f);
-                platform::PostThreadMessageA(self.getThreadId(), FILE_CHANGED_MSG, 0, 0);
-                self.attachQueue(); // keeps the queue and its entry
-                stage.postMessageToThread(&self, RESET_MSG, 2.0f);
-                self.detachQueue();
-                emptyAfterDetach.push_back(self.isAttachedQueueEmpty());
-            }
-            else if (message == FILE_CHANGED_MSG)
-            {
-                // The queue is gone by now: this post runs nested.
-                stage.postMessageToThread(&self, RUN_TEST_MSG, 3.0f);
-            }
-        });
-    manager.start(0, nullptr, 0, true);
-    ASSERT_TRUE(manager.waitForQueue());
-    ASSERT_NE(platform::PostThreadMessageA(manager.getThreadId(), START_TEST_MSG, 0, 0), 0);
-    ASSERT_TRUE(manager.waitForCount(5));
-
-    auto const received = manager.received();
-    std::vector<unsigned int> const order{START_TEST_MSG, END_OF_TEST_MSG, RESET_MSG, FILE_CHANGED_MSG,
-                                          RUN_TEST_MSG};
-    for (size_t i = 0; i < order.size(); ++i)
-    {
-        EXPECT_EQ(received[i].message, order[i]) << i;
-    }
-    EXPECT_EQ(received[1].value, 1.0f);
-    EXPECT_EQ(received[1].sender, &stage);
-    EXPECT_EQ(received[1].depth, 0);
-    EXPECT_EQ(received[2].value, 2.0f);
-    EXPECT_EQ(received[4].depth, 1);
-    EXPECT_EQ(emptyAfterDetach, std::vector<bool>{false});
-    manager.stop(true);
-    EXPECT_TRUE(manager.isAttachedQueueEmpty());
-}
-
-TEST(cKynThread, AttachedQueueTakesSimulatedPostsAndKeepsTheirPayloadsWhenDestroyed)
-{
+    cTestThread poster("Poster"); // goes after the trace sink, unrecorded
     cRecordingTraceSink trace(4);
     int const destroyedBefore = cCountedMessage::s_destroyed;
     auto* left = new cCountedMessage;
     {
-        cTestThread manager("Test");
-        EXPECT_TRUE(manager.isAttachedQueueEmpty());
-        manager.attachQueue();
-        EXPECT_TRUE(manager.isAttachedQueueEmpty());
-        cTestThread::postPreparedMessage(&manager, END_OF_TEST_MSG, left);
-        manager.detachQueue();
+        cTestThread channel("Channel");
+        platform::SetLastError(4321);
+        EXPECT_EQ(channel.start(1, nullptr, 0, false), 4321u);
+        EXPECT_EQ(channel.stop(false), 0xFFFFFFFFu);
+        // The first three RUN_TEST_MSG post the next one to the same target: the calls recurse.
+        channel.hook = [](cTestThread& self, unsigned int message)
+        {
+            if (message == RUN_TEST_MSG && self.received().size() < 4)
+            {
+                self.postMessageToThread(&self, RUN_TEST_MSG, static_cast<float>(self.received().size()));
+            }
+            if (message == RESET_MSG)
+            {
+                throw cForbiddenAction("SimCore/test", "hook", 1, "Reset refused");
+            }
+        };
+        poster.postMessageToThread(&channel, RUN_TEST_MSG, 0.0f);
+        cTestThread::postMessageToThread(&channel, FILE_CHANGED_MSG);
+        // A failing handler throws through to the poster.
+        EXPECT_THROW(poster.postMessageToThread(&channel, RESET_MSG, 5.0f), cForbiddenAction);
+        std::vector<std::string> const received{"65541 value=0 from Poster",
+                                                "65541 value=1 from Channel depth=1",
+                                                "65541 value=2 from Channel depth=2",
+                                                "65541 value=3 from Channel depth=3",
+                                                "65538",
+                                                "65537 value=5 from Poster"};
+        EXPECT_EQ(channel.received(), received);
+
+        channel.attachQueue();
+        cTestThread::postPreparedMessage(&channel, END_OF_TEST_MSG, left);
+        channel.detachQueue();
         // Not run, and the detach waits for the loop to find the queue empty.
-        EXPECT_FALSE(manager.isAttachedQueueEmpty());
-        EXPECT_TRUE(manager.received().empty());
+        EXPECT_FALSE(channel.isAttachedQueueEmpty());
+        EXPECT_EQ(channel.received(), received);
     }
     // Destroying the queue frees its cells but not the payload of an entry left in it.
     EXPECT_EQ(cCountedMessage::s_destroyed, destroyedBefore);
     delete left;
-    // The destructors of the test class and of cKynThread each stop.
-    std::vector<std::string> const expected{"Posting to cKynThread: Test, msgId=65540, bespokeQueue=T",
-                                            "Stopping cKynThread: Test, m_hThread=0x0000000000000000",
-                                            "Stopping cKynThread: Test, m_hThread=0x0000000000000000"};
-    EXPECT_EQ(trace.texts(), expected);
+    // The destructors of the test class and of cKynThread stop once more each.
+    std::string const stopping = "Stopping cKynThread: Channel, m_hThread=0x0000000000000000";
+    std::vector<std::string> lines{startedLine("Channel", 'T', 'F', nullptr, 4321), stopping};
+    for (char const* id : {"65541", "65541", "65541", "65541", "65538", "65537"})
+    {
+        lines.push_back("Posting to cKynThread: Channel, msgId=" + std::string(id) + ", bespokeQueue=F");
+    }
+    lines.insert(lines.end(),
+                 {"Posting to cKynThread: Channel, msgId=65540, bespokeQueue=T", stopping, stopping});
+    EXPECT_EQ(trace.texts(), lines);
 }
 
-TEST(cKynThread, PostRetriesUntilTheTargetHasMadeItsQueue)
+TEST(cKynThread, AttachedQueueIsServedFirstAndDetachWaitsUntilItIsEmpty)
 {
-    cSimulationModeGuard simulation(false);
-    cLateThread late("Late");
+    cRecordingTraceSink trace(3);
+    cTestThread manager("Test", END_OF_TEST_MSG);
+    cTestThread stage("Vehicle");
+    // On its own thread, like the computation manager at the start of a test.
+    manager.hook = [&](cTestThread& self, unsigned int message)
+    {
+        if (message == START_TEST_MSG)
+        {
+            self.attachQueue();
+            stage.postMessageToThread(&self, END_OF_TEST_MSG, 1.0f);
+            platform::PostThreadMessageA(self.getThreadId(), FILE_CHANGED_MSG, 0, 0);
+            self.attachQueue(); // keeps the queue and its entry
+            stage.postMessageToThread(&self, RESET_MSG, 2.0f);
+            self.detachQueue();
+            EXPECT_FALSE(self.isAttachedQueueEmpty());
+        }
+        else if (message == FILE_CHANGED_MSG)
+        {
+            // The queue is gone by now: this post runs nested.
+            stage.postMessageToThread(&self, RUN_TEST_MSG, 3.0f);
+        }
+    };
+    // Forced: a thread even in simulation mode.
+    platform::SetLastError(55);
+    EXPECT_EQ(manager.start(0, nullptr, 0, true), 55u);
+    platform::tThreadHandle const handle = manager.getThreadHandle();
+    ASSERT_NE(handle, nullptr);
+    EXPECT_EQ(manager.getExitCode(), platform::STILL_ACTIVE);
+    ASSERT_TRUE(eventually(
+        [&] { return platform::PostThreadMessageA(manager.getThreadId(), START_TEST_MSG, 0, 0); }));
+    ASSERT_TRUE(eventually([&] { return manager.received().size() == 5; }));
+
+    std::vector<std::string> const received{"65539", "65540 value=1 from Vehicle",
+                                            "65537 value=2 from Vehicle", "65538",
+                                            "65541 value=3 from Vehicle depth=1"};
+    EXPECT_EQ(manager.received(), received);
+    manager.stop(true);
+    EXPECT_TRUE(manager.isAttachedQueueEmpty());
+    std::vector<std::string> const lines{startedLine("Test", 'T', 'T', handle, 55),
+                                         "Stopping cKynThread: Test, m_hThread=" + addressToString(handle)};
+    EXPECT_EQ(trace.texts(), lines);
+}
+
+TEST(cKynThread, PostRetriesUntilTheTargetHasMadeItsQueueThenDeletesTheMessageAndThrows)
+{
+    sSimulationMode simulation(false);
+    cTestThread late("Late");
+    // Its queue comes a little after the first attempt, well before the last one.
+    late.startDelayMs = 60;
     late.start(0, nullptr, 0, false);
     ASSERT_NE(late.getThreadHandle(), nullptr);
-    // Opened a little after the first attempt, well before the last one.
-    std::thread opener(
-        [&]
-        {
-            platform::Sleep(60);
-            late.open();
-        });
     platform::SetLastError(0);
     EXPECT_NO_THROW(cTestThread::postPreparedMessage(&late, RUN_TEST_MSG, new cMessage(nullptr, 8.0f)));
     // A failed attempt leaves its error behind; the successful one does not clear it.
     EXPECT_EQ(platform::GetLastError(), platform::ERROR_INVALID_THREAD_ID);
-    opener.join();
-    ASSERT_TRUE(late.waitForCount(1));
-    EXPECT_EQ(late.received()[0].value, 8.0f);
-}
+    ASSERT_TRUE(eventually([&] { return !late.received().empty(); }));
+    EXPECT_EQ(late.received(), std::vector<std::string>{"65541 value=8"});
 
-TEST(cKynThread, PostFailingThreeTimesDeletesTheMessageAndThrows)
-{
-    cSimulationModeGuard simulation(false);
+    // Never started, so it never makes a queue: all three attempts fail.
     cTestThread never("Never");
     int const destroyedBefore = cCountedMessage::s_destroyed;
     try
     {
         cTestThread::postPreparedMessage(&never, RUN_TEST_MSG, new cCountedMessage);
-        FAIL() << "no exception";
+        ADD_FAILURE() << "no exception";
     }
     catch (cMessageError const& error)
     {
-        EXPECT_EQ(error.getSourceFile(), "SimCore/cThread");
-        EXPECT_EQ(error.getFunction(), "cKynThread::postMessageToThreadWithRetries");
-        EXPECT_EQ(error.getLine(), 179);
+        EXPECT_EQ(error.getLocation(),
+                  "SimCore/cThread, cKynThread::postMessageToThreadWithRetries, line 179");
         EXPECT_STREQ(error.what(), "The message could not be posted to the thread.");
     }
     EXPECT_EQ(cCountedMessage::s_destroyed, destroyedBefore + 1);
-
     // No target at all: the payload goes too.
     EXPECT_THROW(cTestThread::postPreparedMessage(nullptr, RESET_MSG, new cCountedMessage), cNULLPointer);
     EXPECT_EQ(cCountedMessage::s_destroyed, destroyedBefore + 2);
 }
 
-TEST(cKynThread, RealThreadLoopDeliversInOrderAndSurvivesFailingHandlers)
+TEST(cKynThread, RealThreadLoopDeliversInOrderSurvivesFailingHandlersAndEndsOnlyByForcedStop)
 {
-    cSimulationModeGuard simulation(false);
+    sSimulationMode simulation(false);
     cRecordingMessageSink messages;
     cRecordingTraceSink trace(3);
     cTestThread vehicle("Vehicle");
     cTestThread algorithm("Algorithm");
-    algorithm.setHook(
-        [](cTestThread&, unsigned int message)
+    algorithm.hook = [](cTestThread&, unsigned int message)
+    {
+        if (message == RESET_MSG)
         {
-            if (message == RESET_MSG)
-            {
-                throw cForbiddenAction("SimCore/cAlgorithm", "cAlgorithm::reset", 12, "Reset refused");
-            }
-            if (message == FILE_CHANGED_MSG)
-            {
-                throw std::runtime_error("no crash file");
-            }
-        });
+            throw cForbiddenAction("SimCore/cAlgorithm", "cAlgorithm::reset", 12, "Reset refused");
+        }
+        if (message == FILE_CHANGED_MSG)
+        {
+            throw std::runtime_error("no crash file");
+        }
+    };
     platform::SetLastError(0);
     EXPECT_EQ(algorithm.start(1, nullptr, 0, false), 0u);
     ASSERT_NE(algorithm.getThreadHandle(), nullptr);
     EXPECT_EQ(trace.texts().front(), startedLine("Algorithm", 'F', 'F', algorithm.getThreadHandle(), 0));
-    ASSERT_TRUE(algorithm.waitForQueue());
+    ASSERT_TRUE(eventually([&] { return canPost(algorithm.getThreadId()); }));
     int const destroyedBefore = cCountedMessage::s_destroyed;
     cTestThread::postPreparedMessage(&algorithm, RESET_MSG, new cCountedMessage);
     cTestThread::postPreparedMessage(&algorithm, FILE_CHANGED_MSG, new cCountedMessage);
-    for (int i = 0; i < 10; ++i)
-    {
-        vehicle.postMessageToThread(&algorithm, RUN_TEST_MSG, static_cast<float>(i));
-    }
-    ASSERT_TRUE(algorithm.waitForCount(12));
-    auto const received = algorithm.received();
-    EXPECT_EQ(received[0].message, RESET_MSG);
-    EXPECT_EQ(received[1].message, FILE_CHANGED_MSG);
-    for (int i = 0; i < 10; ++i)
-    {
-        EXPECT_EQ(received[i + 2].message, RUN_TEST_MSG);
-        EXPECT_EQ(received[i + 2].value, static_cast<float>(i));
-        EXPECT_EQ(received[i + 2].sender, &vehicle);
-    }
+    vehicle.postMessageToThread(&algorithm, RUN_TEST_MSG, 7.0f);
+    std::vector<std::string> const expected{"65537 value=0", "65538 value=0", "65541 value=7 from Vehicle"};
+    ASSERT_TRUE(eventually([&] { return algorithm.received().size() == expected.size(); }));
+    EXPECT_EQ(algorithm.received(), expected);
     // The handler's guard deleted the payloads of the failing messages too.
     EXPECT_EQ(cCountedMessage::s_destroyed, destroyedBefore + 2);
-    EXPECT_EQ(algorithm.getExitCode(), platform::STILL_ACTIVE);
-
     auto const shown = messages.entries();
     ASSERT_EQ(shown.size(), 2u);
-    EXPECT_EQ(shown[0].kind, "exception");
-    EXPECT_EQ(shown[0].title, "cForbiddenAction");
-    EXPECT_EQ(shown[0].text, "Reset refused");
-    EXPECT_EQ(shown[1].title, "cGenericException");
-    EXPECT_EQ(shown[1].text, "no crash file");
+    EXPECT_EQ(shown[0].kind + " " + shown[0].title + ": " + shown[0].text,
+              "exception cForbiddenAction: Reset refused");
+    EXPECT_EQ(shown[1].kind + " " + shown[1].title + ": " + shown[1].text,
+              "exception cGenericException: no crash file");
+
+    // A stage does not leave its loop on QUIT_MSG: only the terminate of the forced stop ends it.
+    uint32_t const id = algorithm.getThreadId();
+    EXPECT_EQ(algorithm.stop(true), platform::STILL_ACTIVE);
+    EXPECT_FALSE(canPost(id));
 }
 
 TEST(cKynThread, ManagerLeavesItsLoopOnQuitAndQueuedPayloadsAreDeleted)
 {
-    cSimulationModeGuard simulation(false);
-    // Default bounds take QUIT_MSG alone: a RESET_MSG waits in the queue until the thread ends.
-    class cQuitOnly : public cKynThread
-    {
-    public:
-        bool ProcessMessage(unsigned int message, cMessage* data) override
-        {
-            delete data;
-            return message == QUIT_MSG;
-        }
-    } quitOnly;
-    EXPECT_EQ(quitOnly.getName(), "");
-    quitOnly.start(0, nullptr, 0, false);
-    uint32_t const id = quitOnly.getThreadId();
+    sSimulationMode simulation(false);
+    cTestThread manager;
+    // The loop ends with this QUIT_MSG still queued, at the lower end of the pipeline's ids.
+    manager.hook = [](cTestThread& self, unsigned int)
+    { platform::PostThreadMessageA(self.getThreadId(), QUIT_MSG, 0, cCountedMessage::word()); };
+    manager.start(0, nullptr, 0, false);
+    uint32_t const id = manager.getThreadId();
     int const destroyedBefore = cCountedMessage::s_destroyed;
-    auto* waiting = new cCountedMessage;
-    ASSERT_TRUE(eventually(
-        [&] {
-            return platform::PostThreadMessageA(id, RESET_MSG, 0, reinterpret_cast<intptr_t>(waiting)) != 0;
-        }));
-    ASSERT_NE(platform::PostThreadMessageA(id, QUIT_MSG, 0, reinterpret_cast<intptr_t>(new cCountedMessage)),
-              0);
-    EXPECT_TRUE(eventually([&] { return cCountedMessage::s_destroyed == destroyedBefore + 2; }));
-    EXPECT_TRUE(eventually([&] { return platform::PostThreadMessageA(id, QUIT_MSG, 0, 0) == 0; }));
-    EXPECT_EQ(quitOnly.stop(false), platform::STILL_ACTIVE);
-    EXPECT_EQ(quitOnly.getThreadHandle(), nullptr);
+    // Outside the default bounds, and the last id of the pipeline: it waits in the queue as well.
+    intptr_t const waiting = cCountedMessage::word();
+    ASSERT_TRUE(eventually([&] { return platform::PostThreadMessageA(id, RUN_TEST_MSG, 0, waiting) != 0; }));
+    ASSERT_NE(platform::PostThreadMessageA(id, QUIT_MSG, 0, cCountedMessage::word()), 0);
+    EXPECT_TRUE(eventually([&] { return cCountedMessage::s_destroyed == destroyedBefore + 3; }));
+    EXPECT_TRUE(eventually([&] { return !canPost(id); }));
+    EXPECT_EQ(manager.received(), std::vector<std::string>{"65536 value=0"});
+    EXPECT_EQ(manager.stop(false), platform::STILL_ACTIVE);
 }
 
 TEST(cKynThread, UnforcedStopLeavesAStageRunningUntilTheObjectGoes)
 {
-    cSimulationModeGuard simulation(false);
-    auto const probe = [](uint32_t id)
-    { return eventually([&] { return platform::PostThreadMessageA(id, 0x7F000, 0, 0) != 0; }); };
-    uint32_t first = 0;
-    uint32_t second = 0;
-    int const handledBefore = cBareStage::s_handled;
+    sSimulationMode simulation(false);
+    std::vector<uint32_t> ids;
     {
-        cBareStage stage;
-        stage.start(0, nullptr, 0, false);
-        first = stage.getThreadId();
-        ASSERT_TRUE(probe(first));
-        // Started again without a stop: the first thread is kept within reach, still running.
-        stage.start(0, nullptr, 0, false);
-        second = stage.getThreadId();
-        ASSERT_NE(second, first);
-        ASSERT_TRUE(probe(second));
+        cTestThread stage("Stage");
+        // Started twice without a stop: the first thread is kept within reach, still running.
+        for (int i = 0; i < 2; ++i)
+        {
+            stage.start(0, nullptr, 0, false);
+            ids.push_back(stage.getThreadId());
+            ASSERT_TRUE(eventually([&] { return canPost(ids.back()); }));
+        }
         EXPECT_EQ(stage.stop(false), platform::STILL_ACTIVE);
         EXPECT_EQ(stage.getThreadHandle(), nullptr);
-        // Both still in their loops without a handle: QUIT_MSG was handled like any message.
-        ASSERT_NE(platform::PostThreadMessageA(first, RUN_TEST_MSG, 0, 0), 0);
-        ASSERT_NE(platform::PostThreadMessageA(second, RUN_TEST_MSG, 0, 0), 0);
-        // Waited for, so that no message is in flight when the derived part goes.
-        EXPECT_TRUE(eventually([&] { return cBareStage::s_handled == handledBefore + 3; }));
+        // Both still in their loops without a handle: the stop's QUIT_MSG was handled like any message.
+        for (uint32_t id : ids)
+        {
+            ASSERT_NE(platform::PostThreadMessageA(id, RUN_TEST_MSG, 0, 0), 0);
+        }
+        EXPECT_TRUE(eventually([&] { return stage.received().size() == 3; }));
     }
-    for (uint32_t id : {first, second})
-    {
-        platform::SetLastError(0);
-        EXPECT_EQ(platform::PostThreadMessageA(id, RUN_TEST_MSG, 0, 0), 0);
-        EXPECT_EQ(platform::GetLastError(), platform::ERROR_INVALID_THREAD_ID);
-    }
+    EXPECT_FALSE(canPost(ids[0]) || canPost(ids[1]));
 }
