@@ -5,7 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cmath>
 #include <cstdint>
+#include <tuple>
 #include <vector>
 
 namespace
@@ -24,19 +26,12 @@ std::string toHex(mpf_class const& v, unsigned char width, bool upperCase = true
     return out;
 }
 
-long long fromHex(std::string const& digits, unsigned char width, bool isUnsigned)
-{
-    return readHexadecimalNumber(digits, width, isUnsigned, mpf_class(0), mpf_class(0));
-}
+// The limits 0 and 10 are never applied: every value outside them shows that nothing is clamped.
+auto const fromHex = [](std::string const& digits, unsigned char width, bool isUnsigned)
+{ return readHexadecimalNumber(digits, width, isUnsigned, mpf_class(0), mpf_class(10)); };
+auto const power2 = [](unsigned long bits) { return mpf_class(mpz_class(1) << bits); };
 
-mpf_class power2(unsigned long bits)
-{
-    mpz_class z;
-    mpz_ui_pow_ui(z.get_mpz_t(), 2, bits);
-    return mpf_class(z);
-}
-
-// Runs call, which must throw cGenericException from `function`, and gives its text.
+// The text of the cGenericException that call must throw from `function` of BaseKit/Conversions.
 template <class Call> std::string failureText(Call call, char const* function)
 {
     try
@@ -45,79 +40,60 @@ template <class Call> std::string failureText(Call call, char const* function)
     }
     catch (cGenericException const& e)
     {
-        EXPECT_EQ(e.getSourceFile(), "BaseKit/Conversions");
-        EXPECT_EQ(e.getFunction(), function);
+        EXPECT_EQ(e.getSourceFile() + " " + e.getFunction(), std::string("BaseKit/Conversions ") + function);
         return e.what();
     }
-    ADD_FAILURE() << "no cGenericException";
-    return std::string();
+    return "nothing thrown";
 }
 } // namespace
 
-TEST(Conversions, DoubleToStringRoundsTheBinaryValueHalfAwayFromZero)
+TEST(Conversions, DoubleToStringWritesTheBinaryValueRoundedHalfAwayFromZero)
 {
-    struct sCase
-    {
-        double value;
-        int decimals;
-        char const* text;
-    };
+    using sCase = std::tuple<double, int, std::string>;
     // 1.005 and 2.675 are doubles just below their halves: a decimal shortcut would round them up.
-    for (sCase const& c :
+    for (auto const& [value, decimals, text] :
          {sCase{0.125, 2, "0.13"}, sCase{-0.125, 2, "-0.13"}, sCase{2.5, 0, "3"}, sCase{-2.5, 0, "-3"},
           sCase{0.0625, 3, "0.063"}, sCase{7, 3, "7.000"}, sCase{2.5, -4, "3"}, sCase{1.005, 2, "1.00"},
           sCase{2.675, 2, "2.67"}, sCase{0.1, 25, "0.1000000000000000055511151"}, sCase{-0.001, 2, "0.00"},
-          sCase{-0.4, 0, "0"}, sCase{-1e-300, 12, "0.000000000000"}})
-        EXPECT_EQ(toText(c.value, c.decimals), c.text) << c.value << " with " << c.decimals;
+          sCase{-0.4, 0, "0"}, sCase{-1e-300, 12, "0.000000000000"},
+          sCase{1e-300, 320, "0." + std::string(299, '0') + "100000000000000002506"}})
+        EXPECT_EQ(toText(value, decimals), text) << value << " with " << decimals;
 
-    // Text read at GMP precision is not exactly 0.1 either: the far digits are the binary value's.
-    mpf_class const tenth = convertStringToDouble("0.1");
-    std::string const text = toText(tenth, 70);
-    ASSERT_EQ(text.size(), 72u);
-    EXPECT_NE(text, "0.1" + std::string(69, '0'));
-    mpz_class const place("1" + std::string(70, '0'), 10);
-    mpq_class const shown(mpz_class(text.substr(0, 1) + text.substr(2), 10), place);
-    EXPECT_LE(abs(shown - mpq_class(tenth)), mpq_class(1, place * 2));
-}
-
-TEST(Conversions, DoubleToStringNeverUsesExponents)
-{
-    std::string const big =
-        "1000000000000000052504760255204420248704468581108159154915854115511802457988908195786371375080"
-        "4478640437044438328838781769425232353604305756447921847867069828483872009265758037378302337"
-        "9478809005936895323497079994508111903896764088007465274278014249457925878882005684283811566"
-        "9472196386865459400540160";
+    // Never an exponent: all digits of the integer GMP makes of the same binary value.
+    std::string const big = mpz_class(mpf_class(1e300)).get_str();
     EXPECT_EQ(toText(1e300, 0), big);
     EXPECT_EQ(toText(-1e300, 2), "-" + big + ".00");
-    EXPECT_EQ(toText(1e-300, 320), "0." + std::string(299, '0') + "100000000000000002506");
     EXPECT_EQ(toText(convertStringToDouble("1e-999999999"), 12), "0.000000000000");
+
+    // "0.1" read at GMP precision is not exactly 0.1 either: 70 places of its own binary value, within half
+    // a unit of the last one.
+    mpf_class const tenth = convertStringToDouble("0.1");
+    std::string const text = toText(tenth, 70);
+    mpz_class const place("1" + std::string(70, '0'));
+    EXPECT_EQ(text.substr(0, 2), "0.");
+    EXPECT_LE(abs(mpq_class(mpz_class(text.substr(2), 10), place) - mpq_class(tenth)),
+              mpq_class(1, place * 2));
 }
 
-TEST(Conversions, StringToMpfReadsOneNumberAndNeverClamps)
+TEST(Conversions, StringToMpfReadsOneWholeNumberOrThrows)
 {
-    for (char const* text : {"1e3", "1e+3", "1E3", "+1000", " \t1000\r\n", "1000.", "0.1e4"})
-        EXPECT_EQ(convertStringToDouble(text), 1000) << text;
-    EXPECT_EQ(convertStringToDouble("1e-3"), mpf_class("0.001"));
-    EXPECT_EQ(convertStringToDouble("-2.5"), -2.5);
-    EXPECT_EQ(convertStringToDouble(".5"), 0.5);
-    EXPECT_EQ(convertStringToDouble("123456789012345678901234567890"),
-              mpf_class("123456789012345678901234567890"));
+    using sCase = std::tuple<char const*, int, char const*>;
+    // The limit of 100 is never applied: callers pass the raw maximum while the text may be a converted
+    // value. In base 16, 'e' is a digit and not an exponent.
+    for (auto const& [text, base, value] :
+         {sCase{"1e3", 10, "1000"}, sCase{"1e+3", 10, "1000"}, sCase{"1E3", 10, "1000"},
+          sCase{"+1000", 10, "1000"}, sCase{" \t1000\r\n", 10, "1000"}, sCase{"1000.", 10, "1000"},
+          sCase{"0.1e4", 10, "1000"}, sCase{"1e-3", 10, "0.001"}, sCase{"-2.5", 10, "-2.5"},
+          sCase{".5", 10, "0.5"},
+          sCase{"123456789012345678901234567890", 10, "123456789012345678901234567890"},
+          sCase{"-FF", 16, "-255"}, sCase{"101", 2, "5"}, sCase{"1e3", 16, "483"}})
+    {
+        mpf_class v;
+        stringToMpf(text, v, base, mpf_class(100));
+        EXPECT_EQ(v, mpf_class(value)) << text;
+    }
 
-    mpf_class v;
-    // Callers pass the raw maximum while the text may be a converted value.
-    stringToMpf("500", v, 10, mpf_class(100));
-    EXPECT_EQ(v, 500);
-    stringToMpf("-FF", v, 16, 0);
-    EXPECT_EQ(v, -255);
-    stringToMpf("101", v, 2, 0);
-    EXPECT_EQ(v, 5);
-    // 'e' is a digit in base 16, not an exponent.
-    stringToMpf("1e3", v, 16, 0);
-    EXPECT_EQ(v, 0x1e3);
-}
-
-TEST(Conversions, StringToMpfRefusesTextThatIsNotOneNumber)
-{
+    // A failed read leaves the target as it was.
     for (std::string const bad : {"", " ", "abc", "1e", "1e+", "--1", "+-1", "1.2.3", "1 2", "0x10", "nan",
                                   "inf", "1,5", ".", "-", "e5", "1e5.5", "12abc", "1e1000000000"})
     {
@@ -127,84 +103,62 @@ TEST(Conversions, StringToMpfRefusesTextThatIsNotOneNumber)
         EXPECT_EQ(out, 7);
     }
     mpf_class v;
-    EXPECT_EQ(failureText([&] { stringToMpf("102", v, 2, 0); }, "stringToMpf"), "Invalid number: \"102\"");
-    EXPECT_EQ(failureText([&] { stringToMpf("1", v, 37, 0); }, "stringToMpf"), "Invalid number base: 37");
+    // Only base 10 has an exponent.
+    EXPECT_EQ(failureText([&] { stringToMpf("1e1", v, 2, 0); }, "stringToMpf"), "Invalid number: \"1e1\"");
+    for (int base : {1, 37})
+        EXPECT_EQ(failureText([&] { stringToMpf("1", v, base, 0); }, "stringToMpf"),
+                  "Invalid number base: " + std::to_string(base));
 }
 
 TEST(Conversions, MpfToHexWritesWidthsBoundariesAndWidening)
 {
-    struct sCase
+    using sCase = std::tuple<mpf_class, unsigned char, char const*>;
+    auto const check = [](std::initializer_list<sCase> cases)
     {
-        mpf_class value;
-        unsigned char width;
-        char const* text;
+        for (auto const& [value, width, text] : cases)
+            EXPECT_EQ(toHex(value, width), text) << value.get_d() << " width " << int(width);
     };
-    sCase const cases[] = {{127, 1, "7F"},
-                           {255, 1, "FF"},
-                           {-1, 1, "FF"},
-                           {-128, 1, "80"},
-                           {2.9, 1, "02"},
-                           {-2.9, 1, "FE"},
-                           {32767, 2, "7FFF"},
-                           {65535, 2, "FFFF"},
-                           {-32768, 2, "8000"},
-                           {1, 2, "0001"},
-                           {4294967295.0, 4, "FFFFFFFF"},
-                           {-2147483648.0, 4, "80000000"},
-                           {power2(64) - 1, 8, "FFFFFFFFFFFFFFFF"},
-                           {-power2(63), 8, "8000000000000000"},
-                           // Width 0: the smallest of 1, 2, 4, 8 bytes, unsigned range unless negative.
-                           {0, 0, "00"},
-                           {255, 0, "FF"},
-                           {256, 0, "0100"},
-                           {-128, 0, "80"},
-                           {-129, 0, "FF7F"},
-                           {65536, 0, "00010000"},
-                           {power2(32), 0, "0000000100000000"},
-                           {power2(64), 0, "00000000000000010000000000000000"},
-                           // Too large for the width: wider, never truncated; a widened positive number keeps
-                           // the top bit clear so that a signed reader agrees.
-                           {256, 1, "0100"},
-                           {-129, 1, "FF7F"},
-                           {-32769, 2, "FFFF7FFF"},
-                           {40000, 1, "00009C40"},
-                           {-25536, 1, "9C40"},
-                           {-power2(63) - 1, 8, "FFFFFFFFFFFFFFFF7FFFFFFFFFFFFFFF"}};
-    for (sCase const& c : cases)
-        EXPECT_EQ(toHex(c.value, c.width), c.text) << c.value.get_d() << " width " << int(c.width);
+    check({sCase{127, 1, "7F"}, sCase{255, 1, "FF"}, sCase{-1, 1, "FF"}, sCase{-128, 1, "80"},
+           sCase{2.9, 1, "02"}, sCase{-2.9, 1, "FE"}, sCase{32767, 2, "7FFF"}, sCase{65535, 2, "FFFF"},
+           sCase{-32768, 2, "8000"}, sCase{1, 2, "0001"}, sCase{4294967295.0, 4, "FFFFFFFF"},
+           sCase{-2147483648.0, 4, "80000000"}, sCase{power2(64) - 1, 8, "FFFFFFFFFFFFFFFF"},
+           sCase{-power2(63), 8, "8000000000000000"}});
+    // Width 0: the smallest of 1, 2, 4, 8 bytes, unsigned range unless negative.
+    check({sCase{0, 0, "00"}, sCase{255, 0, "FF"}, sCase{256, 0, "0100"}, sCase{-128, 0, "80"},
+           sCase{-129, 0, "FF7F"}, sCase{65536, 0, "00010000"}, sCase{power2(32), 0, "0000000100000000"},
+           sCase{power2(64), 0, "00000000000000010000000000000000"}});
+    // Too large for the width: wider, never truncated; a widened positive number keeps the top bit clear so
+    // that a signed reader agrees.
+    check({sCase{256, 1, "0100"}, sCase{-129, 1, "FF7F"}, sCase{-32769, 2, "FFFF7FFF"},
+           sCase{40000, 1, "00009C40"}, sCase{-25536, 1, "9C40"},
+           sCase{-power2(63) - 1, 8, "FFFFFFFFFFFFFFFF7FFFFFFFFFFFFFFF"}});
     EXPECT_EQ(toHex(0xABCD, 2, false), "abcd");
 }
 
-TEST(Conversions, ReadHexadecimalNumberTakesTheSignFromTheWidth)
+TEST(Conversions, ReadHexadecimalNumberTakesTheSignFromTheWidthAndReadsBackMpfToHex)
 {
-    EXPECT_EQ(fromHex("7F", 1, false), 127);
-    EXPECT_EQ(fromHex("80", 1, false), -128);
-    EXPECT_EQ(fromHex("FF", 1, true), 255);
-    EXPECT_EQ(fromHex("ff", 2, false), 255);
-    EXPECT_EQ(fromHex("FFFFFFFF", 4, false), -1);
-    EXPECT_EQ(fromHex("FFFFFFFF", 4, true), 4294967295LL);
-    EXPECT_EQ(static_cast<unsigned long long>(fromHex("FFFFFFFFFFFFFFFF", 8, true)), ULLONG_MAX);
-    EXPECT_EQ(fromHex("FF7F", 0, false), 0xFF7F); // width 0 never sign-extends
-    EXPECT_EQ(fromHex("FF7F", 1, false), -129);   // a longer text widens the width
-    EXPECT_EQ(fromHex("0x7f", 1, false), 127);
-    EXPECT_EQ(fromHex("0XAbCd", 2, true), 0xABCD);
-    EXPECT_EQ(fromHex("00000000000000000001", 8, true), 1);
-    // Limits are the callers' business: no clamping.
-    EXPECT_EQ(readHexadecimalNumber("FF", 1, true, mpf_class(0), mpf_class(10)), 255);
+    using sCase = std::tuple<char const*, unsigned char, bool, long long>;
+    // Width 0 never sign-extends; a text longer than the width widens it; unsigned 64-bit patterns come
+    // back in the bits of a long long.
+    for (auto const& [digits, width, isUnsigned, value] :
+         {sCase{"7F", 1, false, 127}, sCase{"80", 1, false, -128}, sCase{"FF", 1, true, 255},
+          sCase{"ff", 2, false, 255}, sCase{"FFFFFFFF", 4, false, -1},
+          sCase{"FFFFFFFF", 4, true, 4294967295LL}, sCase{"FFFFFFFFFFFFFFFF", 8, true, -1},
+          sCase{"FF7F", 0, false, 0xFF7F}, sCase{"FF7F", 1, false, -129}, sCase{"0x7f", 1, false, 127},
+          sCase{"0XAbCd", 2, true, 0xABCD}, sCase{"00000000000000000001", 8, true, 1}})
+        EXPECT_EQ(fromHex(digits, width, isUnsigned), value) << digits;
 
     for (std::string const bad : {"", "0x", "G1", "12 ", "-1", "x12", "0x0x1", "1.5", "10000000000000000"})
         EXPECT_EQ(failureText([&] { fromHex(bad, 8, true); }, "readHexadecimalNumber"),
                   "Invalid hexadecimal number: \"" + bad + "\"");
-}
 
-TEST(Conversions, HexRoundTripsAtEveryWidth)
-{
+    // What mpfToHex writes at a width reads back at that width.
     for (unsigned char width : {1, 2, 4, 8})
     {
         unsigned const bits = 8u * width;
         mpf_class const low = -power2(bits - 1), high = power2(bits - 1) - 1, top = power2(bits) - 1;
-        std::vector<mpf_class> signedValues = {low, low + 1, -1, 0, 1, high};
-        std::vector<mpf_class> unsignedValues = {0, 1, high + 1, top};
+        std::vector<mpf_class> signedValues = {low, low + 1, -1, 0, 1, high},
+                               unsignedValues = {0, 1, high + 1, top};
         if (width < 8)
         {
             // Beyond the width: widened on writing, widened again on reading.
@@ -222,20 +176,19 @@ TEST(Conversions, HexRoundTripsAtEveryWidth)
 
 TEST(Conversions, WholeNumbersTruncateAndSaturate)
 {
-    EXPECT_EQ(mpfToLongLong(2.9), 2);
-    EXPECT_EQ(mpfToLongLong(-2.9), -2);
-    EXPECT_EQ(mpfToLongLong(power2(63) - 2), LLONG_MAX - 1);
-    EXPECT_EQ(mpfToLongLong(power2(63)), LLONG_MAX);
-    EXPECT_EQ(mpfToLongLong(-power2(63) - mpf_class(0.5)), LLONG_MIN);
-    EXPECT_EQ(mpfToLongLong(-power2(63) + 1), LLONG_MIN + 1);
-    EXPECT_EQ(mpfToLongLong(-1e300), LLONG_MIN);
-
-    EXPECT_EQ(mpfToUnsignedLongLong(0.99), 0u);
-    EXPECT_EQ(mpfToUnsignedLongLong(-5), 0u);
-    EXPECT_EQ(mpfToUnsignedLongLong(power2(63) + mpf_class(0.5)), 1ULL << 63);
-    EXPECT_EQ(mpfToUnsignedLongLong(power2(64) - 1), ULLONG_MAX);
-    EXPECT_EQ(mpfToUnsignedLongLong(power2(64)), ULLONG_MAX);
-
+    using sCase = std::tuple<mpf_class, long long, unsigned long long>;
+    unsigned long long const p63 = 1ULL << 63;
+    for (auto const& [value, whole, unsignedWhole] :
+         {sCase{2.9, 2, 2}, sCase{-2.9, -2, 0}, sCase{0.99, 0, 0}, sCase{-5, -5, 0},
+          sCase{power2(63) - 2, LLONG_MAX - 1, p63 - 2}, sCase{power2(63), LLONG_MAX, p63},
+          sCase{power2(63) + mpf_class(0.5), LLONG_MAX, p63}, sCase{-power2(63) + 1, LLONG_MIN + 1, 0},
+          sCase{-power2(63) - mpf_class(0.5), LLONG_MIN, 0}, sCase{-power2(63) - 1, LLONG_MIN, 0},
+          sCase{-1e300, LLONG_MIN, 0}, sCase{power2(64) - 1, LLONG_MAX, ULLONG_MAX},
+          sCase{power2(64), LLONG_MAX, ULLONG_MAX}})
+    {
+        EXPECT_EQ(mpfToLongLong(value), whole) << value.get_d();
+        EXPECT_EQ(mpfToUnsignedLongLong(value), unsignedWhole) << value.get_d();
+    }
     EXPECT_EQ(convertIntToString(INT_MIN), "-2147483648");
     EXPECT_EQ(addressToString(nullptr), "0x0000000000000000");
     EXPECT_EQ(addressToString(reinterpret_cast<void const*>(std::uintptr_t(0xABCDEF))), "0x0000000000ABCDEF");
@@ -243,20 +196,17 @@ TEST(Conversions, WholeNumbersTruncateAndSaturate)
 
 TEST(Conversions, StrtodStrictAcceptsOnlyOneWholeFiniteNumber)
 {
-    struct sCase
-    {
-        char const* text;
-        double value;
-    };
+    using sCase = std::tuple<char const*, double>;
     // Too small to hold reads as zero; too large is refused.
-    for (sCase const& c :
+    for (auto const& [text, value] :
          {sCase{"-0", -0.0}, sCase{"+1.5", 1.5}, sCase{"1E-5", 1e-5}, sCase{".5", 0.5}, sCase{"5.", 5},
           sCase{"-2.5e+2", -250}, sCase{"1.7976931348623157e308", 1.7976931348623157e308},
           sCase{"4e-320", 4e-320}, sCase{"1e-400", 0}})
     {
         double out = 42;
-        EXPECT_TRUE(strtodStrict(c.text, out)) << c.text;
-        EXPECT_EQ(out, c.value) << c.text;
+        EXPECT_TRUE(strtodStrict(text, out)) << text;
+        EXPECT_EQ(out, value) << text;
+        EXPECT_EQ(std::signbit(out), std::signbit(value)) << text;
     }
     for (char const* text : {"", " 1", "1 ", "nan", "-inf", "0x10", "1e", "1e400", "1.7976931348623159e308",
                              "0.1e310", ".", "1..2", "+", "1,5", "+-1"})
@@ -269,32 +219,34 @@ TEST(Conversions, StrtodStrictAcceptsOnlyOneWholeFiniteNumber)
 
 TEST(Conversions, TextCleanUpAndPaths)
 {
-    std::string s = "- ab -";
-    TrimLeftAndRight(s, "-", false);
-    EXPECT_EQ(s, " ab ");
-    s = "- ab\t-\r\n";
-    TrimLeftAndRight(s, "-", true);
-    EXPECT_EQ(s, "ab");
-    s = " \t\r\n";
+    using sTrim = std::tuple<std::string, char const*, bool, char const*>;
+    for (auto [text, chars, blanks, trimmed] :
+         {sTrim{"- ab -", "-", false, " ab "}, sTrim{"- ab\t-\r\n", "-", true, "ab"},
+          sTrim{" \t\r\n", "", true, ""}})
+    {
+        TrimLeftAndRight(text, chars, blanks);
+        EXPECT_EQ(text, trimmed);
+    }
+    std::string s = "\r\n AbC-Z\xC4\t";
     trimSpaceLR(s);
-    EXPECT_EQ(s, "");
-    s = "AbC-Z\xC4";
     toLower(s);
     EXPECT_EQ(s, "abc-z\xC4");
 
-    EXPECT_EQ(GetExtension("dir/archive.tar.gz"), "gz");
-    EXPECT_EQ(GetExtension("a.b/c"), "");
-    EXPECT_EQ(GetExtension("a.b\\c"), "");
-    EXPECT_EQ(GetExtension("file."), "");
+    // Both separators count, and a dot in a directory name is no extension.
+    using sCase = std::tuple<char const*, char const*, char const*>;
+    for (auto const& [path, extension, shortName] :
+         {sCase{"dir/archive.tar.gz", "gz", "archive.tar.gz"}, sCase{"a.b/c", "", "c"},
+          sCase{"a.b\\c", "", "c"}, sCase{"file.", "", "file."},
+          sCase{"C:\\dir\\file.cal", "cal", "file.cal"}, sCase{"dir/sub/", "", ""}})
+    {
+        EXPECT_EQ(GetExtension(path), extension) << path;
+        EXPECT_EQ(getShortName(path), shortName) << path;
+    }
     EXPECT_EQ(GetExtension(nullptr), "");
-    EXPECT_EQ(getShortName("C:\\dir\\file.cal"), "file.cal");
-    EXPECT_EQ(getShortName("a/b\\c"), "c");
-    EXPECT_EQ(getShortName("dir/sub/"), "");
 }
 
 TEST(Conversions, UserRightsBothWays)
 {
-    EXPECT_EQ(getUserRightsFromInt(3), "Administrator");
     EXPECT_EQ(getUserRightsFromString("  gUEST \t"), 0);
     EXPECT_EQ(getUserRightsFromString(" 12 "), 12);
     for (int rights = -3; rights <= 10; ++rights)
