@@ -1,0 +1,264 @@
+#include "SimCore/cEquation.h"
+
+#include "SimCore/cParameter.h"
+#include "SimCore/cSymbolManager.h"
+#include "StoreKit/cConfigurationGroup.h"
+#include "tests/support/cRecordingSinks.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+
+namespace
+{
+using tEquationPtr = std::unique_ptr<cEquation>;
+
+class cEquationTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        m_symbols = std::make_unique<cSymbolManager>();
+        myActiveSymbolManager = m_symbols.get();
+        m_symbols->setConfiguration("");
+    }
+    void TearDown() override
+    {
+        myActiveSymbolManager = nullptr;
+        m_symbols.reset();
+    }
+
+    // A float parameter registered under name, raw limits -100 and 100; the manager holds its link.
+    static cParameter* addVariable(std::string const& name, std::string const& factor, std::string const& raw)
+    {
+        cConfigurationGroup group("Parameter");
+        for (auto const& [key, value] : {std::pair<char const*, std::string>{"Name", name},
+                                         {"Float", "1"},
+                                         {"Conversion Factor", factor},
+                                         {"Raw Value", raw},
+                                         {"Minimum Value", "-100"},
+                                         {"Maximum Value", "100"},
+                                         {"Symbol Registered", "1"}})
+            group.addInformation(key, value);
+        return new cParameter(&group, "");
+    }
+    static double converted(cParameter const* p)
+    {
+        mpf_class value;
+        p->getConvertedValue(value);
+        return value.get_d();
+    }
+    static double valueOf(std::string const& text)
+    {
+        return tEquationPtr(cEquation::createEquation(text))->evaluate().get_d();
+    }
+    static std::string textOf(std::string const& text)
+    {
+        return tEquationPtr(cEquation::createEquation(text))->buildEquationString();
+    }
+    // "equation|message" of the syntax error, or "built".
+    static std::string syntaxErrorOf(std::string const& text)
+    {
+        try
+        {
+            tEquationPtr equation(cEquation::createEquation(text));
+        }
+        catch (cInvalidEquationSyntax const& e)
+        {
+            return e.getEquation() + "|" + e.getMessage();
+        }
+        return "built";
+    }
+    // "function name|message" of the operand failure of an evaluation, or "evaluated".
+    static std::string operandErrorOf(cEquation& equation)
+    {
+        try
+        {
+            equation.evaluate();
+        }
+        catch (cInvalidMathematicalFunctionParameter const& e)
+        {
+            return e.getFunctionName() + "|" + e.getMessage();
+        }
+        return "evaluated";
+    }
+
+    cRecordingMessageSink m_messages;
+    cRecordingHostWindow m_window;
+    std::unique_ptr<cSymbolManager> m_symbols;
+};
+} // namespace
+
+TEST_F(cEquationTest, BlankTextOrNoSymbolManagerGivesNoEquation)
+{
+    EXPECT_EQ(nullptr, cEquation::createEquation(" \t\n "));
+    // A carriage return is not white space in equations: it is looked up as a name.
+    EXPECT_EQ("\r|\"\r\": unknown variable or constant name.\n", syntaxErrorOf("\r"));
+    myActiveSymbolManager = nullptr;
+    EXPECT_EQ(nullptr, cEquation::createEquation("+(1, 2)"));
+}
+
+TEST_F(cEquationTest, EachSyntaxErrorHasItsExactMessage)
+{
+    addVariable("alpha", "1.0", "0");
+    EXPECT_EQ("+(1, 2|\")\" expected.\n", syntaxErrorOf("  +(1, 2\t"));
+    EXPECT_EQ("+(1, 2))|Too many \")\".\n", syntaxErrorOf("+(1, 2))"));
+    EXPECT_EQ("+(1, 2) 3|Unexpected data in the equation: 3.\n", syntaxErrorOf("+(1, 2) 3"));
+    EXPECT_EQ("+(,1)|Operand expected before \",\".\n", syntaxErrorOf("+(,1)"));
+    EXPECT_EQ("+(1, ,2)|Operand expected before \",\".\n", syntaxErrorOf("+(1, ,2)"));
+    EXPECT_EQ("+(1,)|Operand expected after \",\".\n", syntaxErrorOf("+(1,)"));
+    EXPECT_EQ("1,2|'(' expected.\n", syntaxErrorOf("1,2"));
+    EXPECT_EQ("x)|'(' expected.\n", syntaxErrorOf("x)"));
+    EXPECT_EQ("if(1, 2, 3)|\"if\" unknown operator.\n", syntaxErrorOf("if(1, 2, 3)"));
+    // No grouping brackets: the whole text is one unknown name. Names keep their case.
+    EXPECT_EQ("(1)|\"(1)\": unknown variable or constant name.\n", syntaxErrorOf("(1)"));
+    EXPECT_EQ("Alpha|\"Alpha\": unknown variable or constant name.\n", syntaxErrorOf("Alpha"));
+    // An operand fails on its own text.
+    EXPECT_EQ("nope|\"nope\": unknown variable or constant name.\n", syntaxErrorOf("+(1, *(2, nope))"));
+    try
+    {
+        tEquationPtr equation(cEquation::createEquation("+(1"));
+        FAIL() << "no exception";
+    }
+    catch (cInvalidEquationSyntax const& e)
+    {
+        EXPECT_EQ("SimCore/cEquation|cEquation::createEquation", e.getSourceFile() + "|" + e.getFunction());
+        EXPECT_STREQ("Invalid equation \"+(1\": \")\" expected.\n", e.what());
+    }
+}
+
+TEST_F(cEquationTest, ConstantOperandsFoldIntoOneNodeWhoseTextIsTheValue)
+{
+    tEquationPtr sum(cEquation::createEquation("+(1, 2)"));
+    EXPECT_EQ(eqConstant, sum->getType());
+    EXPECT_EQ(0u, sum->getOperandCount());
+    EXPECT_EQ("3.00000000000000000000", sum->buildEquationString());
+    EXPECT_EQ(3.0, sum->evaluate().get_d());
+    EXPECT_EQ("2.00000000000000000000", textOf("IF(1, 2, 3)"));
+    EXPECT_EQ("3.00000000000000000000", textOf("IF(0, 2, 3)"));
+    EXPECT_EQ("-1.50000000000000000000", textOf("-(*(0.5, 3))"));
+    // Leaves keep their text as written.
+    EXPECT_EQ("1e3", textOf(" 1e3 "));
+    EXPECT_EQ(1000.0, valueOf("1e3"));
+    EXPECT_EQ("BLUE_1", textOf("BLUE_1"));
+
+    // A call without operands is not folded, and fails only when evaluated.
+    tEquationPtr empty(cEquation::createEquation("+()"));
+    EXPECT_EQ(eqFunction, empty->getType());
+    EXPECT_EQ("+()", empty->buildEquationString());
+    EXPECT_THROW(empty->evaluate(), cInvalidMathematicalFunctionParameter);
+    // Folding runs "=" too, so an assignment to a constant fails at build time.
+    EXPECT_THROW(cEquation::createEquation("=(1, 2)"), cInvalidMathematicalFunctionParameter);
+}
+
+TEST_F(cEquationTest, TextFormAndCloneGiveBackTheSameTree)
+{
+    addVariable("x", "1.0", "2");
+    addVariable("y", "1.0", "0");
+    EXPECT_EQ("MAX(x,*(2,x),3.00000000000000000000)", textOf("MAX( x , *(2, x), +(1, 2))"));
+    for (std::string const text : {"MAX( x , *(2, x), +(1, 2))", "=(y, IF(x, /(x, 4), ~(3)))", "-(x)"})
+    {
+        std::string const once = textOf(text);
+        tEquationPtr again(cEquation::createEquation(once));
+        EXPECT_EQ(once, again->buildEquationString()) << text;
+        EXPECT_EQ(once, tEquationPtr(cEquation::cloneEquation(again.get()))->buildEquationString()) << text;
+    }
+    EXPECT_EQ(nullptr, cEquation::cloneEquation(nullptr));
+}
+
+TEST_F(cEquationTest, VariableOperandKeepsItsNodeAndFollowsTheParameter)
+{
+    cParameter* x = addVariable("x", "0.5", "4");
+    tEquationPtr twice(cEquation::createEquation("*(2, x)"));
+    ASSERT_EQ(2u, twice->getOperandCount());
+    EXPECT_EQ(x, twice->getOperand(1)->getVariable());
+    // Read in converted units: raw 4 times factor 0.5.
+    EXPECT_EQ(4.0, twice->evaluate().get_d());
+    x->setRawValue(mpf_class(10), false, true);
+    EXPECT_EQ(10.0, twice->evaluate().get_d());
+    EXPECT_TRUE(twice->containsVariable("x"));
+    EXPECT_FALSE(twice->containsVariable("X"));
+    // With no active symbol manager, a variable reads 0.
+    myActiveSymbolManager = nullptr;
+    EXPECT_EQ(0.0, twice->evaluate().get_d());
+}
+
+TEST_F(cEquationTest, AssignmentSetsEveryTargetInConvertedUnitsWithLimits)
+{
+    cParameter* a = addVariable("a", "0.5", "0");
+    cParameter* b = addVariable("b", "0.5", "0");
+    EXPECT_EQ(1.0, valueOf("=(a, b, 5)"));
+    EXPECT_EQ(5.0, converted(a));
+    EXPECT_EQ(5.0, converted(b));
+    mpf_class raw;
+    a->getRawValue(raw);
+    EXPECT_EQ(10.0, raw.get_d());
+    // The raw maximum of 100 is 50 in converted units.
+    valueOf("=(a, 80)");
+    EXPECT_EQ(50.0, converted(a));
+
+    // Targets before the bad one stay assigned.
+    tEquationPtr badTarget(cEquation::createEquation("=(a, 2, b, 7)"));
+    EXPECT_EQ("=|Left operands of \"=\" must be variables", operandErrorOf(*badTarget));
+    EXPECT_EQ(7.0, converted(a));
+    EXPECT_EQ(5.0, converted(b));
+    tEquationPtr lonely(cEquation::createEquation("=(a)"));
+    EXPECT_EQ("=|\"=\" operator needs at least two operands", operandErrorOf(*lonely));
+}
+
+TEST_F(cEquationTest, ConditionRunsOnlyTheChosenBranchAndNeedsThreeOperands)
+{
+    cParameter* flag = addVariable("flag", "1.0", "0");
+    cParameter* a = addVariable("a", "1.0", "0");
+    cParameter* b = addVariable("b", "1.0", "0");
+    tEquationPtr choice(cEquation::createEquation("IF(flag, =(a, 1), =(b, 1))"));
+    EXPECT_EQ(1.0, choice->evaluate().get_d());
+    EXPECT_EQ(0.0, converted(a));
+    EXPECT_EQ(1.0, converted(b));
+    flag->setRawValue(mpf_class(-0.5), false, true);
+    choice->evaluate();
+    EXPECT_EQ(1.0, converted(a));
+    // It builds, and fails only when evaluated.
+    tEquationPtr shortCondition(cEquation::createEquation("IF(flag, 1)"));
+    EXPECT_EQ("IF|\"IF\" operator needs three operands", operandErrorOf(*shortCondition));
+}
+
+TEST_F(cEquationTest, FunctionFailureLeavesNoTemporaryBehind)
+{
+    addVariable("x", "1.0", "3");
+    // The leak check of the sanitizer run verifies that the evaluated operands were freed.
+    tEquationPtr division(cEquation::createEquation("/(x, x, -(x, x))"));
+    EXPECT_EQ("/|division by zero (operand 3)", operandErrorOf(*division));
+    EXPECT_EQ(7.0, valueOf("+(x, x, 1)"));
+}
+
+TEST_F(cEquationTest, VariableNodesLiveInTheListUntilDeleted)
+{
+    addVariable("x", "1.0", "3");
+    unsigned int const before = cEquation::getVariableEquationCount();
+    tEquationPtr original(cEquation::createEquation("+(x, *(x, 2))"));
+    tEquationPtr clone(cEquation::cloneEquation(original.get()));
+    EXPECT_EQ(before + 4, cEquation::getVariableEquationCount());
+    original.reset();
+    EXPECT_EQ(before + 2, cEquation::getVariableEquationCount());
+    EXPECT_EQ(9.0, clone->evaluate().get_d());
+    clone.reset();
+    EXPECT_EQ(before, cEquation::getVariableEquationCount());
+
+    // A name that does not resolve leaves an invalid node, outside the list.
+    cEquation missing(eqVariable, "missing");
+    EXPECT_EQ(eqInvalid, missing.getType());
+    EXPECT_EQ("", missing.getText());
+    EXPECT_EQ(before, cEquation::getVariableEquationCount());
+    EXPECT_EQ(eqInvalid, cEquation(eqConstant, "+5").getType());
+    EXPECT_EQ(255.0, cEquation(eqConstant, "RED_4").getConstant());
+    EXPECT_THROW(missing.evaluate(), cErrorOccuredDuringEquationEvaluation);
+    try
+    {
+        missing.buildEquationString();
+        FAIL() << "no exception";
+    }
+    catch (cErrorOccuredDuringEquationEvaluation const& e)
+    {
+        EXPECT_EQ("buildEquationString: Unknown equation type", e.getArgument());
+    }
+}

@@ -1,0 +1,296 @@
+#include "SimCore/cSymbolManager.h"
+
+#include "SimCore/cEquation.h"
+#include "SimCore/cParameter.h"
+#include "StoreKit/cConfigurationGroup.h"
+#include "tests/support/cRecordingSinks.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <memory>
+#include <stdlib.h>
+
+namespace
+{
+class cSymbolManagerTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        std::string pattern = (std::filesystem::temp_directory_path() / "cSymbolManagerTest-XXXXXX").string();
+        ASSERT_NE(nullptr, ::mkdtemp(pattern.data()));
+        m_dir = pattern + "/";
+        m_symbols = std::make_unique<cSymbolManager>();
+        myActiveSymbolManager = m_symbols.get();
+    }
+    void TearDown() override
+    {
+        myActiveSymbolManager = nullptr;
+        m_symbols.reset();
+        std::filesystem::remove_all(m_dir);
+    }
+
+    std::string writeFile(std::string const& name, std::string const& content)
+    {
+        std::ofstream(m_dir + name) << content;
+        return m_dir + name;
+    }
+    // A float parameter with factor 2, raw maximum 10 and raw value 1.
+    static cParameter* makeParameter(std::string const& name, bool registered)
+    {
+        cConfigurationGroup group("Parameter");
+        group.addInformation("Name", name);
+        group.addInformation("Float", true);
+        group.addInformation("Conversion Factor", "2");
+        group.addInformation("Maximum Value", "10");
+        group.addInformation("Raw Value", "1");
+        group.addInformation("Symbol Registered", registered);
+        return new cParameter(&group, "");
+    }
+    static double converted(cParameter const* p)
+    {
+        mpf_class value;
+        p->getConvertedValue(value);
+        return value.get_d();
+    }
+    double constantOf(std::string const& text, bool allowExpression)
+    {
+        mpf_class value(-99);
+        EXPECT_TRUE(m_symbols->getConstantValue(text, value, allowExpression)) << text;
+        return value.get_d();
+    }
+    // "name|definition|message" of a symbol definition failure, or "none".
+    template <typename F> static std::string definitionFailureOf(F call)
+    {
+        try
+        {
+            call();
+        }
+        catch (cInvalidSymbolDefinition const& e)
+        {
+            return e.getFirst() + "|" + e.getSecond() + "|" + e.getThird();
+        }
+        return "none";
+    }
+
+    cRecordingMessageSink m_messages;
+    cRecordingHostWindow m_window;
+    std::string m_dir;
+    std::unique_ptr<cSymbolManager> m_symbols;
+};
+} // namespace
+
+TEST_F(cSymbolManagerTest, ConfigurationClearsThenDefinesFunctionsAndColoursInOrder)
+{
+    cRecordingTraceSink trace(3);
+    m_symbols->setConfiguration("");
+    std::vector<std::string> const texts = trace.texts();
+    ASSERT_EQ(5u + 18u + 36u, texts.size());
+    EXPECT_EQ(
+        (std::vector<std::string>{"All function definitions cleared", "All constant definitions cleared",
+                                  "All variable definitions cleared", "Internal variables deleted",
+                                  "All equation group definitions cleared"}),
+        std::vector<std::string>(texts.begin(), texts.begin() + 5));
+    for (unsigned int i = 0; i < g_mathematicalFunctions.size(); ++i)
+        EXPECT_EQ(std::string("New function definition: ") + g_mathematicalFunctions[i].name, texts[5 + i]);
+    EXPECT_EQ("New constant definition: GREEN_1 = 3603649", texts[23]);
+    EXPECT_EQ("New constant definition: VIOLET_1 = 16751871", texts[24]);
+    EXPECT_EQ("New constant definition: BLACK = 0", texts[53]);
+    EXPECT_EQ("New constant definition: GREY_5 = 15132390", texts[58]);
+    EXPECT_NE(std::string::npos, trace.lines()[0].find(" [Symbols "));
+    EXPECT_EQ(99.0 + 206 * 256 + 255 * 65536, constantOf("BLUE_1", false));
+    EXPECT_EQ(&Rgb, m_symbols->getFunctionPtr("RGB"));
+    EXPECT_EQ(nullptr, m_symbols->getFunctionPtr("rgb"));
+}
+
+TEST_F(cSymbolManagerTest, ConstantValueIsANameANumberOrAConstantExpression)
+{
+    m_symbols->setConfiguration("");
+    EXPECT_EQ(1000.0, constantOf("1e3", false));
+    EXPECT_EQ(-2.5, constantOf(" -2.5\t", false));
+    EXPECT_EQ(2.0 * constantOf("BLUE_1", false), constantOf("*(2, BLUE_1)", true));
+    mpf_class value(-99);
+    // '+' is not a number character; without expressions the answer is false, value untouched.
+    for (std::string const text : {"1e+3", "+5", "nan", "1-2", "*(2, BLUE_1)", "", "GREEN_6"})
+        EXPECT_FALSE(m_symbols->getConstantValue(text, value, false)) << text;
+    // With expressions, a text that names nothing is a syntax error, not a false answer.
+    EXPECT_THROW(m_symbols->getConstantValue("1e+3", value, true), cInvalidEquationSyntax);
+    makeParameter("x", true);
+    for (std::string const text : {"*(2, x)", "x", "+()"})
+        EXPECT_FALSE(m_symbols->getConstantValue(text, value, true)) << text;
+    EXPECT_EQ(-99.0, value.get_d());
+}
+
+TEST_F(cSymbolManagerTest, SymbolsFileDefinesNestedConstantsAndInternalParameters)
+{
+    cRecordingTraceSink trace(3);
+    m_symbols->setConfiguration(SIMCORE_TEST_DATA_DIR "SimCore/symbols/nested-lists.sym");
+    ASSERT_NE(nullptr, m_symbols->getConfigurationFile());
+    EXPECT_EQ(12.5, constantOf("LIMIT", false));
+    EXPECT_EQ(25.0, constantOf("DOUBLE_LIMIT", false));
+    EXPECT_EQ(3603649.0, constantOf("MY_GREEN", false));
+    // The map comes first, even for a name that reads as a number; trimmed, it is the number.
+    EXPECT_EQ(5.0, constantOf("12", false));
+    EXPECT_EQ(12.0, constantOf(" 12", false));
+    std::vector<std::string> const texts = trace.texts();
+    EXPECT_EQ(1, std::count(texts.begin(), texts.end(), "New constant definition: LIMIT = 12.50"));
+    EXPECT_EQ(1, std::count(texts.begin(), texts.end(), "New constant definition: DOUBLE_LIMIT = 25"));
+
+    cStorage<cParameter*> const& internal = m_symbols->getInternalParameters();
+    ASSERT_EQ(3u, internal.size());
+    EXPECT_EQ("Gain Offset Unregistered",
+              internal[0]->getName() + " " + internal[1]->getName() + " " + internal[2]->getName());
+    // The list and the variables each hold a link.
+    EXPECT_EQ(2, internal[0]->getLinksNumber());
+    EXPECT_EQ(1, internal[2]->getLinksNumber());
+    EXPECT_EQ(internal[0], m_symbols->getVariablePtr("Gain"));
+    EXPECT_EQ(internal[1], m_symbols->getVariablePtr("OFFSET"));
+    EXPECT_EQ(nullptr, m_symbols->getVariablePtr("Hidden"));
+    EXPECT_EQ(12.5, internal[0]->getMaximumValue().get_d());
+    EXPECT_EQ(2.0, converted(internal[0]));
+
+    // Loading again starts from nothing.
+    m_symbols->setConfiguration("");
+    EXPECT_EQ(0u, m_symbols->getInternalParameters().size());
+    EXPECT_EQ(nullptr, m_symbols->getVariablePtr("Gain"));
+    mpf_class value;
+    EXPECT_FALSE(m_symbols->getConstantValue("LIMIT", value, false));
+    EXPECT_EQ(nullptr, m_symbols->getConfigurationFile());
+}
+
+TEST_F(cSymbolManagerTest, ConstantDefinitionsRefuseTakenNamesAndNonConstantValues)
+{
+    auto load = [this](std::string const& constant)
+    {
+        std::string const path =
+            writeFile("bad.sym", "Constants List {\n    Constant {\n" + constant + "    }\n}\n");
+        return [this, path] { m_symbols->setConfiguration(path); };
+    };
+    EXPECT_EQ("GREEN_1|RGB(1, 2, 3)|The constant name \"GREEN_1\" is already defined as constant",
+              definitionFailureOf(load("Name = GREEN_1\nValue = RGB(1, 2, 3)\n")));
+    EXPECT_EQ("MAX|1|The constant name \"MAX\" is already defined as function",
+              definitionFailureOf(load("Name = MAX\nValue = 1\n")));
+    EXPECT_EQ("EMPTY|+()|\"+()\" is not a consistent constant value",
+              definitionFailureOf(load("Name = EMPTY\nValue = +()\n")));
+    EXPECT_THROW(load("Name = BAD\nValue = +(1,\n")(), cInvalidEquationSyntax);
+    EXPECT_THROW(load("Name = NO_VALUE\n")(), cMissingItem);
+}
+
+TEST_F(cSymbolManagerTest, FailedInternalParameterLeavesNothingRegistered)
+{
+    // Gain registers, then Broken fails: the load stops with Gain kept and nothing of Broken.
+    std::string const path = writeFile("broken.sym", "Parameters List {\n"
+                                                     "    Parameter {\n        Name = Gain\n"
+                                                     "        Symbol Registered = 1\n    }\n"
+                                                     "    Parameter {\n        Name = Broken\n"
+                                                     "        Minimum Value = 5\n        Maximum Value = 1\n"
+                                                     "        Symbol Registered = 1\n    }\n"
+                                                     "}\n");
+    EXPECT_THROW(m_symbols->setConfiguration(path), cMinMaxException);
+    EXPECT_EQ(1u, m_symbols->getInternalParameters().size());
+    EXPECT_NE(nullptr, m_symbols->getVariablePtr("Gain"));
+    EXPECT_EQ(nullptr, m_symbols->getVariablePtr("Broken"));
+
+    std::string const taken =
+        writeFile("taken.sym", "Parameters List {\n    Parameter {\n        Name = BLUE_1\n"
+                               "        Symbol Registered = 1\n    }\n}\n");
+    EXPECT_EQ("BLUE_1||The variable name \"BLUE_1\" is already defined as constant",
+              definitionFailureOf([&] { m_symbols->setConfiguration(taken); }));
+    EXPECT_EQ(0u, m_symbols->getInternalParameters().size());
+}
+
+TEST_F(cSymbolManagerTest, RegistrationRefusesNullAndNamesOfOtherKinds)
+{
+    m_symbols->setConfiguration("");
+    EXPECT_EQ("x||Cannot define the variable \"x\" without assigned memory",
+              definitionFailureOf([&] { m_symbols->registerVariableSymbol("x", nullptr); }));
+    cParameter* p = makeParameter("p", false);
+    EXPECT_EQ("~||The variable name \"~\" is already defined as function",
+              definitionFailureOf([&] { m_symbols->registerVariableSymbol("~", p); }));
+    EXPECT_EQ(0, p->getLinksNumber());
+    cRecordingTraceSink trace(3);
+    EXPECT_TRUE(m_symbols->registerVariableSymbol("p", p));
+    EXPECT_EQ(1, p->getLinksNumber());
+    EXPECT_EQ((std::vector<std::string>{"New variable definition: p"}), trace.texts());
+}
+
+TEST_F(cSymbolManagerTest, RebindingRepointsEquationsOnlyWhenNoOtherHolderRemains)
+{
+    m_symbols->setConfiguration("");
+    cParameter* first = makeParameter("x", true);
+    std::unique_ptr<cEquation> twice(cEquation::createEquation("*(x, 2)"));
+    std::unique_ptr<cEquation> alone(cEquation::createEquation("x"));
+    EXPECT_EQ(4.0, twice->evaluate().get_d());
+
+    first->createLink();
+    cParameter* second = makeParameter("other", false);
+    try
+    {
+        m_symbols->registerVariableSymbol("x", second);
+        FAIL() << "no exception";
+    }
+    catch (cInvalidVariableRedefinition const& e)
+    {
+        EXPECT_EQ("x 2", e.getName() + " " + std::to_string(e.getLinks()));
+    }
+    EXPECT_EQ(first, m_symbols->getVariablePtr("x"));
+    EXPECT_EQ(0, second->getLinksNumber());
+    first->decrementLinks();
+
+    // With the entry as the only holder, the first parameter goes and every use follows.
+    second->setConvertedValue(mpf_class(8), false, true);
+    EXPECT_TRUE(m_symbols->registerVariableSymbol("x", second));
+    EXPECT_EQ(second, m_symbols->getVariablePtr("x"));
+    EXPECT_EQ(1, second->getLinksNumber());
+    EXPECT_EQ(second, twice->getOperand(0)->getVariable());
+    EXPECT_EQ(16.0, twice->evaluate().get_d());
+    EXPECT_EQ(8.0, alone->evaluate().get_d());
+    // Binding the same parameter again keeps it alive.
+    EXPECT_TRUE(m_symbols->registerVariableSymbol("x", second));
+    EXPECT_EQ(1, second->getLinksNumber());
+}
+
+TEST_F(cSymbolManagerTest, VariablesAreReadAndWrittenInConvertedUnits)
+{
+    m_symbols->setConfiguration("");
+    cParameter* p = makeParameter("p", true);
+    mpf_class value(-1);
+    EXPECT_FALSE(m_symbols->getVariableValue("q", value));
+    EXPECT_FALSE(m_symbols->getVariableValue(static_cast<cParameter*>(nullptr), value));
+    EXPECT_EQ(-1.0, value.get_d());
+    EXPECT_TRUE(m_symbols->getVariableValue("p", value));
+    EXPECT_EQ(2.0, value.get_d());
+    m_symbols->setVariableValue("p", 6.0);
+    EXPECT_EQ(6.0, converted(p));
+    // The raw maximum 10 is 20 converted.
+    m_symbols->setVariableValue(p, mpf_class(50));
+    m_symbols->setVariableValue("q", 1.0);
+    EXPECT_EQ(20.0, converted(p));
+
+    std::string name = "p";
+    std::string unknown = "q";
+    EXPECT_TRUE(m_symbols->updateSymbolsLinkedWith(name, 0));
+    EXPECT_TRUE(m_symbols->updateSymbolsLinkedWith(name, -1));
+    EXPECT_TRUE(m_symbols->updateSymbolsLinkedWith(unknown, -1));
+}
+
+TEST_F(cSymbolManagerTest, EntriesGiveUpTheirLinkUnlessTheParameterIsCorrupted)
+{
+    m_symbols->setConfiguration("");
+    cParameter* kept = makeParameter("kept", true);
+    cParameter* corrupted = makeParameter("corrupted", true);
+    kept->createLink();
+    m_symbols->unregisterCorruptedVariableSymbol("corrupted");
+    m_symbols->unregisterCorruptedVariableSymbol("never registered");
+    EXPECT_EQ(nullptr, m_symbols->getVariablePtr("corrupted"));
+    EXPECT_EQ(1, corrupted->getLinksNumber());
+    cParameter::deleteInstance(corrupted);
+
+    cRecordingTraceSink trace(3);
+    m_symbols.reset();
+    EXPECT_EQ(1, kept->getLinksNumber());
+    EXPECT_EQ(5u, trace.texts().size());
+    cParameter::deleteInstance(kept);
+}
