@@ -50,7 +50,12 @@ int hexDigitValue(char c)
 
 std::string quoted(std::string_view text)
 {
-    return "\"" + std::string(text) + "\"";
+    std::string result;
+    result.reserve(text.size() + 2);
+    result += '"';
+    result += text;
+    result += '"';
+    return result;
 }
 
 // The state of one read: where it stands, for the messages, and the groups still open.
@@ -170,9 +175,9 @@ private:
     void parseHeaderField(std::string_view line)
     {
         std::size_t const equal = line.find('=');
-        std::string const shown =
-            "@" + std::string(trimBlanks(
-                      line.substr(1, equal == std::string_view::npos ? std::string_view::npos : equal - 1)));
+        std::string shown = "@";
+        shown +=
+            trimBlanks(line.substr(1, equal == std::string_view::npos ? std::string_view::npos : equal - 1));
         std::string* field = nullptr;
         if (shown == "@File Type")
         {

@@ -1,5 +1,7 @@
 #include "BaseKit/cPlatformThread.h"
 
+#include "tests/support/cTestHelpers.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -12,17 +14,6 @@ using namespace platform;
 
 namespace
 {
-// Polls until pred holds; the deadline is generous so that a loaded machine does not fail a test.
-template <class tPredicate> bool eventually(tPredicate pred)
-{
-    auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    bool held = pred();
-    for (; !held && std::chrono::steady_clock::now() < deadline; held = pred())
-    {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return held;
-}
 
 // Posts as soon as the target has made its queue.
 bool postWhenReady(uint32_t threadId, uint32_t message, uintptr_t wParam = 0, intptr_t lParam = 0)

@@ -3,6 +3,8 @@
 #include "BaseKit/Conversions.h"
 #include "tests/support/cRecordingSinks.h"
 
+#include "tests/support/cTestHelpers.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -17,17 +19,6 @@
 // 65539 START_TEST_MSG, 65540 END_OF_TEST_MSG, 65541 RUN_TEST_MSG.
 namespace
 {
-// Polls until pred holds; the deadline is generous so that a loaded machine does not fail a test.
-template <class tPredicate> bool eventually(tPredicate pred)
-{
-    auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    bool held = pred();
-    for (; !held && std::chrono::steady_clock::now() < deadline; held = pred())
-    {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return held;
-}
 
 // Fails while the thread has no queue: not made yet, or gone with the thread. The probe's id lies
 // outside every filter and the pipeline's range, so it stays queued and goes with the queue untouched.

@@ -3,6 +3,8 @@
 #include "BaseKit/cKynException.h"
 #include "StoreKit/cConfigurationReader.h"
 
+#include "tests/support/cTestHelpers.h"
+
 #include <gtest/gtest.h>
 
 namespace
@@ -23,17 +25,6 @@ cConfigurationGroup readTree()
                                "}\n",
                                "/p/a.cfg", top);
     return top;
-}
-
-template <typename F> std::string failureOf(F call)
-try
-{
-    call();
-    return "no exception";
-}
-catch (cKynException const& e)
-{
-    return std::string(e.getClassName()) + "|" + e.getFunction() + "|" + e.what();
 }
 
 // The names of the subgroups, walked with the cursor, which is expected to start from anything.

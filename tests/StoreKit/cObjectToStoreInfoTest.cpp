@@ -2,23 +2,14 @@
 
 #include "BaseKit/cKynException.h"
 
+#include "tests/support/cTestHelpers.h"
+
 #include <gtest/gtest.h>
 
 #include <tuple>
 
 namespace
 {
-template <typename F> std::string failureOf(F call)
-try
-{
-    call();
-    return "no exception";
-}
-catch (cKynException const& e)
-{
-    return std::string(e.getClassName()) + "|" + e.getFunction() + "|" + e.what();
-}
-
 // The value of key read as T (with hexadecimal digits for a long); the key must be there.
 template <typename T, bool hexadecimal = false> T read(cObjectToStoreInfo const& info, std::string const& key)
 {
