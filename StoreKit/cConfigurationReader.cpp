@@ -3,6 +3,8 @@
 #include "BaseKit/cKynException.h"
 #include "StoreKit/cConfigurationGroup.h"
 
+#include <algorithm>
+#include <charconv>
 #include <memory>
 #include <string_view>
 #include <vector>
@@ -29,23 +31,6 @@ std::string_view trimBlanks(std::string_view text)
         text.remove_suffix(1);
     }
     return text;
-}
-
-int hexDigitValue(char c)
-{
-    if (c >= '0' && c <= '9')
-    {
-        return c - '0';
-    }
-    if (c >= 'a' && c <= 'f')
-    {
-        return c - 'a' + 10;
-    }
-    if (c >= 'A' && c <= 'F')
-    {
-        return c - 'A' + 10;
-    }
-    return -1;
 }
 
 std::string quoted(std::string_view text)
@@ -296,14 +281,17 @@ private:
                 break;
             case 'x':
             {
-                int const high = position < text.size() ? hexDigitValue(text[position]) : -1;
-                int const low = position + 1 < text.size() ? hexDigitValue(text[position + 1]) : -1;
-                if (high < 0 || low < 0)
+                // Exactly two hexadecimal digits; from_chars into an unsigned type takes no sign.
+                unsigned int byte = 0;
+                char const* const first = text.data() + position;
+                char const* const last = text.data() + std::min(text.size(), position + 2);
+                auto const [end, error] = std::from_chars(first, last, byte, 16);
+                if (error != std::errc() || end != first + 2)
                 {
                     fail("bad escape sequence " + quoted("\\x" + std::string(text.substr(position, 2))) +
                          " in a quoted text.");
                 }
-                result += static_cast<char>(high * 16 + low);
+                result += static_cast<char>(byte);
                 position += 2;
                 break;
             }
