@@ -36,10 +36,20 @@ public:
     // Traces the change at level 4 and stores the new state.
     void setComputationsState(EComputationsState state);
 
+    // The drawn combinations of the statistical module hold point indexes: a drift whose points
+    // change makes them stale until the module is filled again.
+    void invalidateStatisticalModule() { m_statisticalModuleValid = 0; }
+    bool isStatisticalModuleValid() const { return m_statisticalModuleValid != 0; }
+
+protected:
+    // Set when the module has been filled.
+    void markStatisticalModuleValid() { m_statisticalModuleValid = 1; }
+
 private:
     ObjectLogger m_logger;
     unsigned char m_stopAsked = 0;
     uint32_t m_state = computationsNotStarted;
+    unsigned char m_statisticalModuleValid = 0;
 };
 
 // The active computation manager, or null.

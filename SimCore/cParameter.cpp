@@ -805,3 +805,17 @@ void cParameter::buildFile(cConfigurationGroup* group, int mask)
         }
     }
 }
+
+void cParameter::abandonRegistration()
+{
+    if (!m_registeredInSymbolManager || myActiveSymbolManager == nullptr)
+    {
+        return;
+    }
+    if (myActiveSymbolManager->getVariablePtr(m_registrationName) == this)
+    {
+        myActiveSymbolManager->unregisterCorruptedVariableSymbol(m_registrationName);
+        cEquation::repointVariableEquations(m_registrationName, nullptr);
+    }
+    m_registeredInSymbolManager = false;
+}

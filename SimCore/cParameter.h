@@ -11,9 +11,13 @@
 
 class cConfigurationGroup;
 class cEquation;
+template <class T> struct sParameterMgrTraits;
 
 class cParameter
 {
+    // The managers build and write their elements through it.
+    template <class T> friend struct sParameterMgrTraits;
+
 public:
     // Initial values only, nothing read.
     cParameter();
@@ -128,9 +132,16 @@ public:
     static void deleteInstance(cParameter* parameter);
 
 protected:
+    // For a derived constructor that fails after this base registered the parameter: the entry of
+    // the symbol manager goes, and the equations that named it read 0 rather than a freed object.
+    void abandonRegistration();
+
     // Runs the equation groups linked with the parameter (when asked and registered with a
     // condition), and tells the host when the value changed.
     void updateDependencies(mpf_class oldValue, bool update);
+
+    // The raw value of a converted one; a factor of 0 throws cInvalidConversionFactorException.
+    mpf_class rawFromConverted(mpf_class const& converted, char const* function, int line) const;
 
     // Decimals of a raw number: those the conversion factor shifts, plus the precision.
     int getRawDecimals() const;
@@ -168,8 +179,6 @@ private:
     unsigned char getMinimumDataSizeNeeded(mpf_class const& value) const;
     // Asks at most once per edit whether a stored value outside the limits goes to the closest one.
     bool shouldApplyLimitation();
-    // The raw value of a converted one; a factor of 0 throws cInvalidConversionFactorException.
-    mpf_class rawFromConverted(mpf_class const& converted, char const* function, int line) const;
     // The text form of a limit or the default, for the three getters that share it.
     void limitToString(mpf_class const& limit, std::string& out, bool isHex, bool noDecimals) const;
 };

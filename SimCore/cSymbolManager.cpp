@@ -107,9 +107,68 @@ void cSymbolManager::setConfiguration(std::string const& file)
 
 void cSymbolManager::linkSymbol()
 {
-    // Equation groups of the symbols file are read here; with none, no group runs.
+    setEquationGroupConfiguration();
     KYN_TRACE(m_logger, kRegistryTraceLevel,
               "All equations groups will be executed once with their default running condition");
+    // The groups settle every dependent value once; a failure here leaves to the caller.
+    for (unsigned int i = 0; i < m_equationGroups.size(); ++i)
+        m_equationGroups[i]->execute(m_equationGroups[i]->getDefaultCondition());
+}
+
+void cSymbolManager::setEquationGroupConfiguration()
+{
+    // A second call reads the groups again, so that variables registered since are linked too.
+    clearEquationGroups();
+    cCfgInputFile* const file = getConfigurationFile();
+    if (file == nullptr)
+        return;
+    cConfigurationGroup* const list =
+        file->getTopGroup()->findConfigurationGroup("Equation Group List", false);
+    if (list != nullptr)
+        loadEquationGroupDescription(list);
+}
+
+void cSymbolManager::loadEquationGroupDescription(cConfigurationGroup* group)
+{
+    if (group->getName() != "Equation Group")
+    {
+        for (cConfigurationGroup* subGroup : group->GetConfigurationGroups())
+            loadEquationGroupDescription(subGroup);
+        return;
+    }
+    std::unique_ptr<cEquationGroup> equationGroup;
+    try
+    {
+        equationGroup.reset(cEquationGroup::createEquationGroup(group));
+    }
+    catch (cKynException& failure)
+    {
+        addOrigin(failure, group);
+        throw;
+    }
+    m_equationGroups.add(equationGroup.get());
+    cEquationGroup* const added = equationGroup.release();
+    KYN_TRACE(m_logger, kRegistryTraceLevel, "New equation group definition: " + added->getName());
+    // A group runs on a change of every variable it names, whichever side of an assignment.
+    for (auto const& [name, entry] : m_variables)
+    {
+        if (!added->containsVariable(name))
+            continue;
+        entry->addLinkedGroup(added);
+        KYN_TRACE(m_logger, kRegistryTraceLevel,
+                  "Parameter " +
+                      (entry->getParameter() != nullptr ? entry->getParameter()->getName() : name) +
+                      " linked to EqGrp " + added->getName());
+    }
+}
+
+void cSymbolManager::addOrigin(cKynException& failure, cConfigurationGroup const* group)
+{
+    if (group->getSourceFile().empty())
+        return;
+    failure.addFileName(group->getSourceFile());
+    failure.appendText("\n");
+    failure.addLineNumber(group->getLineNumber());
 }
 
 void cSymbolManager::setFunctionsConfiguration()
@@ -149,9 +208,17 @@ void cSymbolManager::loadConstantsDescription(cConfigurationGroup* group)
     {
         std::string name;
         std::string value;
-        group->findItem("", "Name", name, true);
-        group->findItem("", "Value", value, true);
-        defineConstant(name, value);
+        try
+        {
+            group->findItem("", "Name", name, true);
+            group->findItem("", "Value", value, true);
+            defineConstant(name, value);
+        }
+        catch (cKynException& failure)
+        {
+            addOrigin(failure, group);
+            throw;
+        }
     }
     // Constants may stand at any depth, inside a "Constant" group as well.
     for (cConfigurationGroup* subGroup : group->GetConfigurationGroups())
@@ -188,7 +255,15 @@ void cSymbolManager::loadInternalParameterDescription(cConfigurationGroup* group
 {
     if (group->getName() == "Parameter")
     {
-        createInternalParameter(group);
+        try
+        {
+            createInternalParameter(group);
+        }
+        catch (cKynException& failure)
+        {
+            addOrigin(failure, group);
+            throw;
+        }
         return;
     }
     for (cConfigurationGroup* subGroup : group->GetConfigurationGroups())
@@ -277,7 +352,11 @@ void cSymbolManager::clearInternalParameters()
 
 void cSymbolManager::clearEquationGroups()
 {
-    // Groups are read by linkSymbol; until then the list stays empty.
+    // The variables forget the groups before they go.
+    for (auto const& entry : m_variables)
+        entry.second->clearLinkedGroups();
+    for (unsigned int i = 0; i < m_equationGroups.size(); ++i)
+        delete m_equationGroups[i];
     m_equationGroups.clear();
     KYN_TRACE(m_logger, kRegistryTraceLevel, "All equation group definitions cleared");
 }
@@ -400,11 +479,18 @@ void cSymbolManager::unregisterCorruptedVariableSymbol(std::string name)
 
 bool cSymbolManager::updateSymbolsLinkedWith(std::string& name, int condition)
 {
-    if (condition == 0 || m_variables.count(name) == 0)
+    if (condition == 0)
         return true;
-    // The entry runs its linked groups; groups are linked by linkSymbol, so an entry has none
-    // before it and its run succeeds at once.
-    return true;
+    auto const found = m_variables.find(name);
+    if (found == m_variables.end())
+        return true;
+    return found->second->executeLinkedGroups(condition);
+}
+
+cStorage<cEquationGroup*> const* cSymbolManager::getLinkedGroups(std::string const& name) const
+{
+    auto const found = m_variables.find(name);
+    return found != m_variables.end() ? &found->second->getLinkedGroups() : nullptr;
 }
 
 cParameter* cSymbolManager::getVariablePtr(std::string name)

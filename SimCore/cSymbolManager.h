@@ -17,6 +17,7 @@
 
 class cConfigurationGroup;
 class cEquationGroup;
+class cKynException;
 class cParameter;
 class cParameterLinked;
 
@@ -47,8 +48,9 @@ public:
     void setConfiguration(std::string const& file) override;
     using cFileConfigured::setConfiguration;
 
-    // Runs the equation groups once with their default conditions, after all parameters of the
-    // project have registered themselves.
+    // Reads the equation groups of the symbols file (again, when called a second time), links each
+    // to the variables its equations name and runs each once with its default condition. Called
+    // once every parameter of the project has registered itself; a failure leaves to the caller.
     void linkSymbol();
     // Runs the groups linked with the variable `name` under condition; true when they all
     // succeeded, and at once for condition 0 or a name that is not a variable.
@@ -76,6 +78,11 @@ public:
 
     // The internal parameters of the symbols file, in file order.
     cStorage<cParameter*> const& getInternalParameters() const { return m_internalParameters; }
+    // The equation groups, in file order.
+    cStorage<cEquationGroup*> const& getEquationGroups() const { return m_equationGroups; }
+    // The groups run by a change of the variable, in file order; null for a name that is no
+    // variable.
+    cStorage<cEquationGroup*> const* getLinkedGroups(std::string const& name) const;
 
 private:
     typedef std::map<std::string, cParameterLinked*> tVariableMap;
@@ -100,7 +107,11 @@ private:
     void createInternalParameter(cConfigurationGroup* group);
     void clearInternalParameters();
 
+    void setEquationGroupConfiguration();
+    void loadEquationGroupDescription(cConfigurationGroup* group);
     void clearEquationGroups();
+    // Adds the file and line of the group where a definition failed.
+    static void addOrigin(cKynException& failure, cConfigurationGroup const* group);
 
     ObjectLogger m_logger;
     std::map<std::string, tMathematicalFunction> m_functions;

@@ -1,0 +1,198 @@
+#include "SimCore/cEquationGroup.h"
+
+#include "SimCore/cEquation.h"
+#include "SimCore/cParameter.h"
+#include "SimCore/cSymbolManager.h"
+#include "StoreKit/cConfigurationGroup.h"
+#include "StoreKit/cConfigurationReader.h"
+#include "tests/support/cRecordingSinks.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+
+namespace
+{
+using tGroupPtr = std::unique_ptr<cEquationGroup>;
+
+// An active symbol manager with its functions and colours and the registered float variables a, b,
+// c and d (factor 1, value 0), which the manager holds; the global is reset on the way out.
+struct sActiveSymbols
+{
+    sActiveSymbols()
+    {
+        myActiveSymbolManager = symbols.get();
+        symbols->setConfiguration("");
+        for (char const* name : {"a", "b", "c", "d"})
+        {
+            cConfigurationGroup group("Parameter");
+            group.addInformation("Name", name);
+            group.addInformation("Float", true);
+            group.addInformation("Raw Value", 0);
+            group.addInformation("Symbol Registered", true);
+            new cParameter(&group, "");
+        }
+    }
+    ~sActiveSymbols() { myActiveSymbolManager = nullptr; }
+    // "a b c d" as converted values.
+    std::string values() const
+    {
+        std::string text;
+        for (char const* name : {"a", "b", "c", "d"})
+        {
+            mpf_class value;
+            symbols->getVariableValue(name, value);
+            text += (text.empty() ? "" : " ") + std::to_string(value.get_si());
+        }
+        return text;
+    }
+
+    cRecordingMessageSink messages;
+    cRecordingHostWindow window;
+    std::unique_ptr<cSymbolManager> symbols = std::make_unique<cSymbolManager>();
+};
+
+// The "Equation Group" of a symbols-file text, read as the symbol manager reads it.
+tGroupPtr readGroup(std::string const& text)
+{
+    cConfigurationGroup top;
+    cConfigurationReader::read(text, "groups.sym", top);
+    return tGroupPtr(
+        cEquationGroup::createEquationGroup(top.findConfigurationGroup("Equation Group", false)));
+}
+
+// "group|step|message" of the group failure of a read, or "read".
+std::string groupFailureOf(std::string const& text)
+{
+    try
+    {
+        readGroup(text);
+    }
+    catch (cInvalidEquationGroup const& e)
+    {
+        return e.getFirst() + "|" + e.getSecond() + "|" + e.getThird();
+    }
+    return "read";
+}
+
+// The trace texts written by the groups themselves.
+std::vector<std::string> groupLines(cRecordingTraceSink const& trace)
+{
+    std::vector<std::string> lines;
+    for (std::string const& text : trace.texts())
+        if (text.rfind("EqGrp ", 0) == 0)
+            lines.push_back(text);
+    return lines;
+}
+} // namespace
+
+TEST(cEquationGroup, StepsAtAnyDepthAreReadDepthFirstWithTheirContentInOrder)
+{
+    sActiveSymbols active;
+    cRecordingTraceSink trace(3);
+    // A blank "Content" is passed over, and a key of another case is not "Content".
+    tGroupPtr group =
+        readGroup("Equation Group {\nName = G\nDefault Condition = /(7, 2)\n"
+                  "Step {\nName = First\nCondition = 2.7\nContent = =(a, 1)\nContent =\n"
+                  "Content = \" \\t\"\ncontent = =(c, 1)\nContent = =(b, +(a, 2))\n"
+                  "Step {\nName = Inner\nContent = a\n}\n}\n"
+                  "Block {\nDeeper {\nStep {\nName = Deep\nCondition = *(2, 4)\nContent = 1\n}\n}\n}\n"
+                  "Step {\nName = Last\nCondition = 0\nContent = IF(a, b, c)\n}\n}\n");
+    ASSERT_EQ(4u, group->getStepCount());
+    EXPECT_EQ((std::vector<std::string>{"EqGrp G contains step First", "EqGrp G contains step Inner",
+                                        "EqGrp G contains step Deep", "EqGrp G contains step Last"}),
+              groupLines(trace));
+    EXPECT_EQ(3, group->getDefaultCondition());
+    std::string conditions;
+    for (unsigned int i = 0; i < group->getStepCount(); ++i)
+        conditions += std::to_string(group->getStep(i).condition) + " ";
+    // Truncated; a step without a condition runs for every condition but 0.
+    EXPECT_EQ("2 4294967295 8 0 ", conditions);
+    cStorage<cEquation*> const& content = group->getStep(0).content;
+    ASSERT_EQ(2u, content.size());
+    EXPECT_EQ("=(a,1) =(b,+(a,2))",
+              content[0]->buildEquationString() + " " + content[1]->buildEquationString());
+
+    // A default condition naming a variable is silently -1; a syntax error in it is not.
+    EXPECT_EQ(-1, readGroup("Equation Group {\nDefault Condition = *(2, a)\nStep {\nContent = 1\n}\n}\n")
+                      ->getDefaultCondition());
+    EXPECT_THROW(readGroup("Equation Group {\nDefault Condition = +(1,\nStep {\nContent = 1\n}\n}\n"),
+                 cInvalidEquationSyntax);
+    cConfigurationGroup step("Step");
+    EXPECT_EQ(nullptr, cEquationGroup::createEquationGroup(&step));
+    EXPECT_EQ(nullptr, cEquationGroup::createEquationGroup(nullptr));
+}
+
+TEST(cEquationGroup, BadGroupsNameTheGroupTheStepAndTheFault)
+{
+    sActiveSymbols active;
+    std::string const good = "Step {\nName = Ok\nContent = =(a, 1)\n}\n";
+    // The good step read before each fault must go with the half-made group.
+    EXPECT_EQ("E||Equation Group Empty",
+              groupFailureOf("Equation Group {\nName = E\nBlock {\nName = S\n}\n}\n"));
+    EXPECT_EQ("G|S|Missing step content",
+              groupFailureOf("Equation Group {\nName = G\n" + good + "Step {\nName = S\nContent =\n}\n}\n"));
+    EXPECT_EQ("G|S|Bad running condition", groupFailureOf("Equation Group {\nName = G\n" + good +
+                                                          "Step {\nName = S\nCondition = a\n"
+                                                          "Content = 1\n}\n}\n"));
+    EXPECT_EQ("G||Cannot define an equation group inside another equation group",
+              groupFailureOf("Equation Group {\nName = G\n" + good +
+                             "Step {\nName = S\nContent = 1\n"
+                             "Equation Group {\nName = Inner\n}\n}\n}\n"));
+    EXPECT_THROW(readGroup("Equation Group {\nName = G\n" + good + "Step {\nContent = +(a, unknown)\n}\n}\n"),
+                 cInvalidEquationSyntax);
+}
+
+TEST(cEquationGroup, StepsRunWhenTheirMaskSharesABitWithTheCondition)
+{
+    sActiveSymbols active;
+    tGroupPtr group = readGroup("Equation Group {\nName = M\n"
+                                "Step {\nName = Never\nCondition = 0\nContent = =(a, +(a, 1))\n}\n"
+                                "Step {\nName = Two\nCondition = 2\nContent = =(b, +(b, 1))\n}\n"
+                                "Step {\nName = Any\nContent = =(c, +(c, 1))\n}\n}\n");
+    EXPECT_TRUE(group->execute(3));
+    EXPECT_EQ("0 1 1 0", active.values());
+    {
+        cRecordingTraceSink trace(4);
+        EXPECT_TRUE(group->execute(1));
+        EXPECT_EQ((std::vector<std::string>{"EqGrp M, Step Never skipped", "EqGrp M, Step Two skipped",
+                                            "EqGrp M, Step Any executed"}),
+                  groupLines(trace));
+    }
+    cRecordingTraceSink quiet(3);
+    EXPECT_TRUE(group->execute(-1));
+    EXPECT_EQ("0 2 3 0", active.values());
+    EXPECT_TRUE(groupLines(quiet).empty());
+}
+
+TEST(cEquationGroup, FailingStepStopsTheGroupAndKeepsEarlierAssignments)
+{
+    sActiveSymbols active;
+    // b is a guard in the first step; the second step fails when evaluated.
+    tGroupPtr group = readGroup("Equation Group {\nName = G\n"
+                                "Step {\nName = Check\nContent = =(a, 5)\nContent = b\nContent = =(c, 7)\n}\n"
+                                "Step {\nName = Broken\nContent = IF(a, 1)\n}\n"
+                                "Step {\nName = Later\nContent = =(d, 1)\n}\n}\n");
+    {
+        cRecordingTraceSink trace(1);
+        EXPECT_FALSE(group->execute(-1));
+        EXPECT_EQ((std::vector<std::string>{"EqGrp G, Step Check failed"}), groupLines(trace));
+    }
+    EXPECT_EQ("5 0 0 0", active.values());
+    cRecordingTraceSink silent(0);
+    EXPECT_FALSE(group->execute(-1));
+    EXPECT_TRUE(silent.lines().empty());
+
+    active.symbols->setVariableValue("b", 1.0);
+    try
+    {
+        group->execute(-1);
+        FAIL() << "no exception";
+    }
+    catch (cInvalidMathematicalFunctionParameter const& e)
+    {
+        EXPECT_STREQ("Invalid operands of function \"IF\": \"IF\" operator needs three operands"
+                     "\nUnable to execute link \"Broken\" in equation group \"G\"",
+                     e.what());
+    }
+    EXPECT_EQ("5 1 7 0", active.values());
+}

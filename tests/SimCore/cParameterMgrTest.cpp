@@ -1,0 +1,225 @@
+#include "SimCore/cParameterMgr.h"
+
+#include "SimCore/cSymbolManager.h"
+#include "StoreKit/cConfigurationReader.h"
+#include "StoreKit/cConfigurationWriter.h"
+#include "tests/support/cRecordingSinks.h"
+#include "tests/support/cTestHelpers.h"
+
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+namespace
+{
+// The globals the elements need, reset when the test ends; elements made later go first.
+struct sEnvironment
+{
+    sEnvironment() { (myActiveSymbolManager = &symbols)->setConfiguration(""); }
+    ~sEnvironment() { myActiveSymbolManager = nullptr; }
+    cRecordingMessageSink messages;
+    cSymbolManager symbols;
+};
+
+class cItem : public cParameter
+{
+public:
+    using cParameter::cParameter;
+    // Marked registered without the symbol manager, which refuses two live parameters of one name.
+    explicit cItem(std::string const& name, std::string const& registrationName = "")
+    {
+        m_name = name;
+        m_registeredInSymbolManager = !registrationName.empty();
+        m_registrationName = registrationName;
+    }
+};
+
+struct cItemMgr : cParameterMgr<cItem>
+{
+    using cParameterMgr::cParameterMgr, cParameterMgr::loadParameter,
+        cParameterMgr::checkComplianceForReloading;
+};
+
+std::vector<std::string> g_events;
+cGraph const* const kGraph = reinterpret_cast<cGraph const*>(0x1000); // never dereferenced
+
+// Records the events that a graph parameter receives.
+struct cFakeGraphParameter : cParameter
+{
+    using cParameter::cParameter;
+    explicit cFakeGraphParameter(std::string const& name) { m_name = name; }
+    void log(std::string const& event) { g_events.push_back(m_name + " " + event); }
+    void changeFile() { log("changeFile"); }
+    void endOfIteration() { log("endOfIteration"); }
+    void reset() { log("reset"); }
+    void prepareForTest() { log("prepareForTest"); }
+    void removeGraph(cGraph const* g) { log(g == kGraph ? "removeGraph" : "removeGraph ?"); }
+    void crashColorChanged(cGraph const* g)
+    {
+        log(g == kGraph ? "crashColorChanged" : "crashColorChanged ?");
+    }
+    void removeValuesFromCrashFile(unsigned long long file) { log("removeValues " + std::to_string(file)); }
+};
+
+struct cGraphMgr : cGraphParameterMgr<cFakeGraphParameter>
+{
+    cGraphMgr() : cGraphParameterMgr("Criterion", "Criteria List") {}
+    using cGraphParameterMgr::changeFile, cGraphParameterMgr::endOfIteration, cGraphParameterMgr::reset,
+        cGraphParameterMgr::prepareForTest, cGraphParameterMgr::removeGraph,
+        cGraphParameterMgr::crashColorChanged, cGraphParameterMgr::removeValuesFromCrashFile;
+};
+
+std::string names(cItemMgr const& list)
+{
+    std::string text;
+    for (cItem* p : list.GetParameters())
+        text += (text.empty() ? "" : " ") + p->getName();
+    return text;
+}
+
+cConfigurationGroup read(std::string const& text)
+{
+    cConfigurationGroup group("Parameters List");
+    cConfigurationReader::read(text, "list.cfg", group);
+    return group;
+}
+
+std::string registered(std::string const& name, std::string const& registrationName)
+{
+    return "Parameter {\nName = " + name +
+           "\nSymbol Registered = 1\nRegistration Name = " + registrationName + "\n}\n";
+}
+} // namespace
+
+TEST(cParameterMgr, ListKeepsOrderCountsLinksAndReportsMisuse)
+{
+    cItemMgr list("Parameter", "Parameters List"), other("Parameter", "Parameters List");
+    unsigned int i = 77;
+    EXPECT_EQ(nullptr, list.firstParameter(i));
+    EXPECT_EQ(77u, i) << "an empty list leaves the index as it was";
+    EXPECT_EQ(nullptr, list.last());
+    cItem *a = new cItem("a"), *b = new cItem("b"), *c = new cItem("c"), *d = new cItem("d");
+    list.addParameter(a);
+    list.addParameter(b);
+    list.insertParameter(c, 2); // at the count: appended
+    list.insertParameter(d, 1);
+    list.insertParameter(new cItem("e"), 0);
+    list.insertParameter(new cItem("d"), 99);
+    EXPECT_EQ("e a d b c d", names(list));
+    std::string const inUse = "cParameterStillExistException|cBasicParameterMgr::";
+    EXPECT_EQ(inUse + "addParameter|The parameter is still in use.",
+              failureOf([&] { list.addParameter(b); }));
+    EXPECT_EQ(inUse + "insertParameter|The parameter is still in use.",
+              failureOf([&] { list.insertParameter(b, 0); }));
+    EXPECT_EQ(1, b->getLinksNumber());
+    other.addParameter(b);
+    list.removeParameter(b); // the other list keeps it alive
+    EXPECT_EQ(1, b->getLinksNumber());
+    EXPECT_EQ(5u, list.find(b));
+    EXPECT_EQ("cMissingParameterException|cBasicParameterMgr::removeParameter|Missing parameter",
+              failureOf([&] { list.removeParameter(b); }));
+    list.removeParameter(a); // its only link: deleted
+    EXPECT_EQ("e d c d", names(list));
+    EXPECT_EQ(c, list.getParameter(2u));
+    EXPECT_EQ(d, list.getParameter("d")) << "the first of two elements of one name";
+    EXPECT_EQ("cBadListIndex|cBasicParameterMgr::getParameter|List index out of range.",
+              failureOf([&] { list.getParameter(4u); }));
+    EXPECT_EQ("cBadReference|cBasicParameterMgr::getParameter|Bad reference: D",
+              failureOf([&] { list.getParameter("D"); }));
+    std::string walked;
+    for (cItem* p = list.firstParameter(i); p != nullptr; p = list.nextParameter(i))
+        walked += p->getName();
+    EXPECT_EQ("edcd", walked);
+    EXPECT_EQ(4u, i);
+}
+
+TEST(cParameterMgr, BuildFileAndLoadParameterRoundTripThroughText)
+{
+    sEnvironment environment;
+    std::string const file = registered("Speed", "speed") + "Criterion {\nName = Skipped\n}\n" + "Group {\n" +
+                             registered("Nested", "nested") + "}\nParameter {\nName = Gain\n}\n";
+    int const mask = (1 << 1) | (1 << 15) | (1 << 16); // "Unit" and the registration keys
+    std::string const listText =
+        "Parameters List {\n    Parameter {\n        Name = Speed\n        Unit = \"\"\n"
+        "        Symbol Registered = 1\n        Registration Name = speed\n    }\n"
+        "    Parameter {\n        Name = Gain\n        Unit = \"\"\n    }\n}\n";
+    cConfigurationGroup saved;
+    {
+        cItemMgr list("Parameter", "Parameters List"), criteria("Criterion", "Criteria List");
+        cConfigurationGroup source = read(file);
+        list.loadParameter(&source, "Front unit");
+        list.loadParameter(nullptr, "Front unit");
+        EXPECT_EQ("Speed Gain", names(list));
+        EXPECT_EQ("Front unit - Gain", list.last()->getLongName());
+        EXPECT_EQ(2, list.getParameter("Speed")->getLinksNumber()) << "the list and the symbol manager";
+        list.buildFile(&saved, mask);
+        criteria.buildFile(&saved, mask);
+        EXPECT_EQ(listText + "Criteria List {\n}\n", cConfigurationWriter::write(saved, nullptr));
+    }
+    // Loaded again once the first list has let go of its elements, the name is bound anew.
+    cItemMgr reloaded("Parameter", "Parameters List");
+    cConfigurationGroup back = read(cConfigurationWriter::write(saved, nullptr));
+    reloaded.loadParameter(back.findConfigurationGroup("Parameters List", true), "");
+    cConfigurationGroup again;
+    reloaded.buildFile(&again, mask);
+    EXPECT_EQ(listText, cConfigurationWriter::write(again, nullptr));
+}
+
+TEST(cParameterMgr, ReloadingMustOfferTheSameRegisteredSymbols)
+{
+    sEnvironment environment;
+    cItemMgr list("Parameter", "Parameters List");
+    auto check = [](cItemMgr& mgr, std::string const& text)
+    {
+        cConfigurationGroup group = read(text);
+        return failureOf([&] { mgr.checkComplianceForReloading(&group); });
+    };
+    EXPECT_EQ(
+        "cNULLPointer|cParameterMgr::checkComplianceForReloading|KYN Error (NULL Pointer). Out of memory ?\n",
+        failureOf([&] { list.checkComplianceForReloading(nullptr); }));
+    EXPECT_EQ("no exception", check(list, registered("X", "x"))) << "an empty list passes anything";
+    list.addParameter(new cItem("Speed", "speed"));
+    list.addParameter(new cItem("Plain"));
+    list.addParameter(new cItem("Gain", "gain"));
+    std::string const others = "Parameter {\nName = speed\n}\nGroup {\n" + registered("Z", "z") + "}\n";
+    std::string const refused = "cIncompatibleNewParameterSet|cParameterMgr::checkComplianceForReloading|"
+                                "The new parameter set does not match the registered symbols: ";
+    EXPECT_EQ("no exception", check(list, registered("G", "gain") + others + registered("S", "speed")));
+    EXPECT_EQ(refused + "extra",
+              check(list, registered("S", "speed") + registered("Extra", "extra") + registered("G", "gain")));
+    EXPECT_EQ(refused + "Gain", check(list, registered("S", "speed") + others));
+    std::string const gainTwice =
+        registered("S", "speed") + registered("G", "gain") + registered("G2", "gain");
+    EXPECT_EQ(refused + "gain", check(list, gainTwice));
+    list.addParameter(new cItem("Gain 2", "gain"));
+    EXPECT_EQ("no exception", check(list, gainTwice));
+    EXPECT_EQ(refused + "Gain 2", check(list, registered("S", "speed") + registered("G", "gain")));
+
+    // Items are looked for under "Parameter" whatever the item name: registered criteria always fail.
+    cItemMgr criteria("Criterion", "Criteria List");
+    criteria.addParameter(new cItem("Hit", "hit"));
+    EXPECT_EQ(
+        refused + "Hit",
+        check(criteria, "Criterion {\nName = Hit\nSymbol Registered = 1\nRegistration Name = hit\n}\n"));
+}
+
+TEST(cParameterMgr, GraphManagerPassesEveryEventToTheElementsInListOrder)
+{
+    g_events.clear();
+    cGraphMgr graphs;
+    graphs.addParameter(new cFakeGraphParameter("a"));
+    graphs.insertParameter(new cFakeGraphParameter("b"), 0);
+    graphs.reset();
+    graphs.prepareForTest();
+    graphs.changeFile();
+    graphs.endOfIteration();
+    graphs.removeGraph(kGraph);
+    graphs.crashColorChanged(kGraph);
+    graphs.removeValuesFromCrashFile(0x123456789ULL); // beyond 32 bits
+    EXPECT_EQ((std::vector<std::string>{"b reset", "a reset", "b prepareForTest", "a prepareForTest",
+                                        "b changeFile", "a changeFile", "b endOfIteration",
+                                        "a endOfIteration", "b removeGraph", "a removeGraph",
+                                        "b crashColorChanged", "a crashColorChanged",
+                                        "b removeValues 4886718345", "a removeValues 4886718345"}),
+              g_events);
+}
