@@ -1,0 +1,89 @@
+#include "PlotKit/cGraphObject.h"
+
+#include "PlotKit/cGraphHotPoint.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+// Counts its destructions, so that the test sees who deletes the points.
+class cCountedHotPoint : public cGraphHotPoint
+{
+public:
+    explicit cCountedHotPoint(int& deaths) : m_deaths(deaths) {}
+    ~cCountedHotPoint() override { ++m_deaths; }
+
+private:
+    int& m_deaths;
+};
+
+// An object of one crash file, as SimCore's series and squares are.
+class cFileObject : public cGraphObject
+{
+public:
+    unsigned long long GetCrashFileAddress() const override { return 0x1234; }
+};
+} // namespace
+
+TEST(cGraphObject, OwnsItsHotPointsAndWalksThemInOrder)
+{
+    int deaths = 0;
+    cCountedHotPoint* points[3] = {new cCountedHotPoint(deaths), new cCountedHotPoint(deaths),
+                                   new cCountedHotPoint(deaths)};
+    {
+        cGraphObject object;
+        unsigned int cursor = 7;
+        EXPECT_EQ(nullptr, object.firstHotPoint(cursor));
+        EXPECT_EQ(0u, cursor);
+        for (cCountedHotPoint* point : points)
+            object.addHotPoint(point);
+        // Null and a point held already change nothing (a second entry would delete it twice).
+        object.addHotPoint(nullptr);
+        object.addHotPoint(points[1]);
+        ASSERT_EQ(3u, object.getHotPointCount());
+
+        EXPECT_EQ(points[0], object.firstHotPoint(cursor));
+        EXPECT_EQ(points[1], object.nextHotPoint(cursor));
+        EXPECT_EQ(points[2], object.nextHotPoint(cursor));
+        EXPECT_EQ(nullptr, object.nextHotPoint(cursor));
+        EXPECT_EQ(3u, cursor);
+        EXPECT_EQ(nullptr, object.nextHotPoint(cursor));
+        EXPECT_EQ(3u, cursor);
+        EXPECT_EQ(&object, points[2]->getOwner());
+        EXPECT_EQ(0, deaths);
+    }
+    EXPECT_EQ(3, deaths);
+}
+
+TEST(cGraphObject, BaseAnswersForAnObjectOfNoCrashFile)
+{
+    cGraphObject object;
+    object.setColor(0xff0000);
+    EXPECT_EQ(0xff0000ul, object.GetDefaultColor());
+    EXPECT_TRUE(object.GetDrawingEnabled());
+    EXPECT_TRUE(object.getUseDefaultColor());
+
+    unsigned long long file = 99;
+    EXPECT_FALSE(object.interceptMouse(CPoint{1, 2}, file));
+    EXPECT_EQ(0u, file);
+    float a = 0, b = 0, c = 0, d = 0;
+    EXPECT_FALSE(object.interpolateYXRangeOnTimeEvent(0, 1.0f, a, b, c, d));
+
+    // Address 0 stands for "no file" and never matches, not even an object of no file.
+    EXPECT_FALSE(object.SetIfItIsToBeDrawn(0, false));
+    EXPECT_TRUE(object.isToBeDrawn());
+    object.setToBeDrawn(false);
+    EXPECT_FALSE(object.isToBeDrawn());
+    EXPECT_FALSE(object.GetDrawingEnabled());
+}
+
+TEST(cGraphObject, SetIfItIsToBeDrawnMatchesTheObjectsCrashFileOnly)
+{
+    cFileObject object;
+    EXPECT_FALSE(object.SetIfItIsToBeDrawn(0x1235, false));
+    EXPECT_TRUE(object.GetDrawingEnabled());
+    EXPECT_TRUE(object.SetIfItIsToBeDrawn(0x1234, false));
+    EXPECT_FALSE(object.GetDrawingEnabled());
+    EXPECT_TRUE(object.SetIfItIsToBeDrawn(0x1234, true));
+    EXPECT_TRUE(object.isToBeDrawn());
+}

@@ -1,0 +1,185 @@
+#include "PlotKit/cGraph.h"
+
+#include "PlotKit/cGraphSquare.h"
+#include "PlotKit/cScatterGraph.h"
+#include "PlotKit/cTestGraphParameter.h"
+
+#include <gtest/gtest.h>
+#include <vector>
+
+class cCriterion;
+
+namespace
+{
+// Counts its destructions, so that the test sees who deletes the objects.
+class cCountedObject : public cGraphObject
+{
+public:
+    explicit cCountedObject(int& deaths) : m_deaths(deaths) {}
+    ~cCountedObject() override { ++m_deaths; }
+
+private:
+    int& m_deaths;
+};
+
+// A series that answers the range question with fixed numbers and records that it was asked.
+class cAnsweringSerie : public cEnvelopeGraphSerie
+{
+public:
+    explicit cAnsweringSerie(float value) : cEnvelopeGraphSerie(eSerieYX), m_value(value) {}
+    bool interpolateYXRangeOnTimeEvent(unsigned long long file, float time, float& xMin, float& xMax,
+                                       float& yMin, float& yMax) override
+    {
+        ++m_calls;
+        m_file = file;
+        m_time = time;
+        xMin = xMax = yMin = yMax = m_value;
+        return true;
+    }
+    int m_calls = 0;
+    unsigned long long m_file = 0;
+    float m_time = 0.0f;
+
+private:
+    float m_value;
+};
+
+std::vector<cGraphObject*> walk(cGraph const& graph)
+{
+    std::vector<cGraphObject*> result;
+    unsigned int cursor = 0;
+    for (cGraphObject* object = graph.firstGraphObject(cursor); object != nullptr;
+         object = graph.nextGraphObject(cursor))
+        result.push_back(object);
+    EXPECT_EQ(graph.getGraphObjects().size(), cursor);
+    return result;
+}
+} // namespace
+
+TEST(cGraph, RemoveObjectDeletesAndTheDestructorDeletesTheRest)
+{
+    int deaths = 0;
+    auto* a = new cCountedObject(deaths);
+    auto* b = new cCountedObject(deaths);
+    auto* c = new cCountedObject(deaths);
+    {
+        cScatterGraph graph;
+        EXPECT_EQ(std::vector<cGraphObject*>{}, walk(graph));
+        graph.AddObject(a);
+        graph.AddObject(b);
+        graph.AddObject(c);
+        // Null and an object held already change nothing (a second entry would delete it twice).
+        graph.AddObject(nullptr);
+        graph.AddObject(b);
+        EXPECT_EQ((std::vector<cGraphObject*>{a, b, c}), walk(graph));
+
+        graph.RemoveObject(b);
+        EXPECT_EQ(1, deaths);
+        EXPECT_EQ((std::vector<cGraphObject*>{a, c}), walk(graph));
+
+        // Not in the list: neither a failure nor a deletion. The pointer is only compared, so even
+        // that of an object already gone is safe (the sanitizer run checks it is never read).
+        cCountedObject outsider(deaths);
+        graph.RemoveObject(&outsider);
+        graph.RemoveObject(b);
+        graph.RemoveObject(nullptr);
+        EXPECT_EQ(1, deaths);
+        EXPECT_EQ(2u, graph.getGraphObjects().size());
+    }
+    // a and c with the graph, and the outsider on the stack.
+    EXPECT_EQ(4, deaths);
+}
+
+namespace
+{
+// An object that, like a result object going with its graph, asks the graph to remove it while
+// being deleted.
+class cSelfRemovingObject : public cGraphObject
+{
+public:
+    cSelfRemovingObject(cGraph& graph, int& deaths) : m_graph(graph), m_deaths(deaths) {}
+    ~cSelfRemovingObject() override
+    {
+        ++m_deaths;
+        m_graph.RemoveObject(this);
+    }
+
+private:
+    cGraph& m_graph;
+    int& m_deaths;
+};
+} // namespace
+
+TEST(cGraph, DestructorSurvivesObjectsThatRemoveThemselves)
+{
+    int deaths = 0;
+    {
+        cScatterGraph graph;
+        graph.AddObject(new cSelfRemovingObject(graph, deaths));
+        graph.AddObject(new cSelfRemovingObject(graph, deaths));
+    }
+    EXPECT_EQ(2, deaths);
+}
+
+TEST(cGraph, RangeOnTimeEventAsksTheFirstSeriesOnly)
+{
+    cScatterGraph graph;
+    float xMin = -1, xMax = -1, yMin = -1, yMax = -1;
+    EXPECT_FALSE(graph.getFirstGraphSeriesYXRangeOnTimeEvent(5, 1.0f, xMin, xMax, yMin, yMax));
+
+    // A square ahead of the series is no series and is passed over.
+    graph.AddObject(new cGraphSquare(eSquareRectangle));
+    EXPECT_FALSE(graph.getFirstGraphSeriesYXRangeOnTimeEvent(5, 1.0f, xMin, xMax, yMin, yMax));
+    auto* first = new cAnsweringSerie(3.0f);
+    auto* second = new cAnsweringSerie(4.0f);
+    graph.AddObject(first);
+    graph.AddObject(second);
+
+    ASSERT_TRUE(graph.getFirstGraphSeriesYXRangeOnTimeEvent(5, 2.5f, xMin, xMax, yMin, yMax));
+    EXPECT_EQ(3.0f, xMin);
+    EXPECT_EQ(3.0f, yMax);
+    EXPECT_EQ(1, first->m_calls);
+    EXPECT_EQ(5u, first->m_file);
+    EXPECT_EQ(2.5f, first->m_time);
+    EXPECT_EQ(0, second->m_calls);
+
+    // With the first series gone the next one answers; a real series of no data says false.
+    graph.RemoveObject(first);
+    graph.RemoveObject(second);
+    graph.AddObject(new cEnvelopeGraphSerie(eSerieYX));
+    graph.AddObject(new cAnsweringSerie(4.0f));
+    EXPECT_FALSE(graph.getFirstGraphSeriesYXRangeOnTimeEvent(0, 2.5f, xMin, xMax, yMin, yMax));
+}
+
+TEST(cGraph, ScaleMapsPixelsToValuesFromTheTopLeftCorner)
+{
+    cScatterGraph graph;
+    graph.setXPixelsPerUnit(4.0);
+    graph.setYPixelsPerUnit(0.5);
+    graph.setLeftValue(-10.0);
+    graph.setTopValue(100.0);
+    graph.setLineWidth(2);
+    EXPECT_EQ(-10.0, graph.xFromPixel(0));
+    EXPECT_EQ(-7.5, graph.xFromPixel(10));
+    EXPECT_EQ(100.0, graph.yFromPixel(0));
+    // Rows go down the screen while values go down the axis.
+    EXPECT_EQ(80.0, graph.yFromPixel(10));
+    EXPECT_EQ(1.5, graph.pixelsToXUnits(3.0 * graph.getLineWidth()));
+    EXPECT_EQ(12.0, graph.pixelsToYUnits(3.0 * graph.getLineWidth()));
+}
+
+TEST(cGraph, ParameterBlockStartsEmptyAndBelongsToTheGraph)
+{
+    cScatterGraph graph;
+    EXPECT_EQ("Scatter Graph", graph.getGraphType());
+    EXPECT_EQ(eComputeEnvelope, graph.getComputeMode());
+    EXPECT_EQ(nullptr, graph.getParameter().referenceTimeEvent);
+    EXPECT_EQ(nullptr, graph.getParameter().abscissaCriterion);
+    EXPECT_EQ(nullptr, graph.getParameter().test);
+
+    // What is written through the reference stays with the graph.
+    auto* const abscissa = reinterpret_cast<cCriterion*>(0x10);
+    graph.getParameter().abscissaCriterion = abscissa;
+    cGraph const& view = graph;
+    EXPECT_EQ(abscissa, view.getParameter().abscissaCriterion);
+}
