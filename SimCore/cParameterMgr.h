@@ -150,10 +150,12 @@ protected:
 private:
     void releaseAll()
     {
-        // Emptied first: an element that goes with its last link finds the list consistent.
-        cStorage<T*> elements(m_parameters);
+        // Emptied first, so that an element that goes with its last link finds the list
+        // consistent; the memory stays, so the elements are still read from it.
+        unsigned int const count = m_parameters.size();
         m_parameters.clear();
-        for (unsigned int i = 0; i < elements.size(); ++i)
+        T* const* const elements = m_parameters.data();
+        for (unsigned int i = 0; i < count; ++i)
             tTraits::deleteInstance(elements[i]);
     }
 

@@ -3,21 +3,22 @@
 #include "SimCore/cComputationManager.h"
 #include "SimCore/cSymbolManager.h"
 #include "StoreKit/cConfigurationReader.h"
+#include "StoreKit/cConfigurationWriter.h"
 #include "tests/support/cRecordingSinks.h"
 #include "tests/support/cTestHelpers.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <memory>
-#include <numeric>
+#include <sstream>
 #include <string>
 #include <vector>
 
 namespace
 {
 using tNumbers = std::vector<double>;
+using tTexts = std::vector<std::string>;
 
 // A drift made directly, so that its points and raw setters can be reached.
 struct cTestDrift : cDrift
@@ -26,9 +27,8 @@ struct cTestDrift : cDrift
         : cDrift(nominal, maximum, minimum, step, factor, 0)
     {
     }
-    using cDrift::computeSpecificPointConvertedValue;
-    using cDrift::computeSpecificPointRawValue;
-    using cDrift::setRawMaximumValue;
+    using cDrift::computeSpecificPointConvertedValue, cDrift::computeSpecificPointRawValue,
+        cDrift::setRawMaximumValue;
     tNumbers points() const
     {
         tNumbers result;
@@ -44,16 +44,18 @@ struct cTestDriftParameter : cDriftParameter
     {
     }
     using cDriftParameter::buildFile;
-    double raw() { return evaluate().get_d(); }
-    tNumbers used() const // converted
+    // "value used-maximum used-minimum used-step", the value raw and the range converted, then with a
+    // drift " | nominal maximum minimum step points" in the drift's raw units.
+    std::string state()
     {
-        return {getUsedMaximumValue().get_d(), getUsedMinimumValue().get_d(), getUsedStepValue().get_d()};
-    }
-    tNumbers driftRange() const // raw: nominal, maximum, minimum, step
-    {
-        cDrift const& d = *getDrift();
-        return {d.getRawNominalValue().get_d(), d.getRawMaximumValue().get_d(),
-                d.getRawMinimumValue().get_d(), d.getRawStepValue().get_d()};
+        std::ostringstream text;
+        text << evaluate().get_d() << " " << getUsedMaximumValue().get_d() << " "
+             << getUsedMinimumValue().get_d() << " " << getUsedStepValue().get_d();
+        if (cDrift const* d = getDrift())
+            text << " | " << d->getRawNominalValue().get_d() << " " << d->getRawMaximumValue().get_d() << " "
+                 << d->getRawMinimumValue().get_d() << " " << d->getRawStepValue().get_d() << " "
+                 << d->getPointNumber();
+        return text.str();
     }
 };
 using tDriftPtr = std::unique_ptr<cTestDriftParameter, void (*)(cParameter*)>;
@@ -96,9 +98,9 @@ tDriftPtr load(std::string const& keys, std::string const& owner = "")
                                group);
     return tDriftPtr(new cTestDriftParameter(&group, owner), &cParameter::deleteInstance);
 }
-std::vector<std::string> items(cConfigurationGroup const& group)
+tTexts items(cConfigurationGroup const& group)
 {
-    std::vector<std::string> result;
+    tTexts result;
     for (auto const& item : group.getInformationRange())
         result.push_back(item.key + "=" + item.value);
     return result;
@@ -110,9 +112,11 @@ template <class T> std::vector<T> all(cStorage<T> const& s)
 std::string const kStepZero = "Invalid step 0: a step must be above 0.";
 } // namespace
 
-TEST(cDriftParameter, PointsGoDownToTheMinimumThenUpToTheMaximumAndIndexesWrap)
+TEST(cDriftParameter, PointsGoDownThenUpIndexesWrapAndEachNewCountInvalidatesTheStatisticalModule)
 {
     sEnvironment env;
+    cModuleManager manager;
+    myActiveComputationManager = &manager;
     // nominal, maximum, minimum, step -> points; below the minimum the nominal is no point.
     std::vector<std::pair<std::vector<int>, tNumbers>> const cases = {
         {{10, 20, 0, 5}, {10, 5, 0, 15, 20}},
@@ -121,66 +125,58 @@ TEST(cDriftParameter, PointsGoDownToTheMinimumThenUpToTheMaximumAndIndexesWrap)
         {{0, 20, 0, 5}, {0, 5, 10, 15, 20}},
         {{-3, 20, 0, 5}, {0, 2, 7, 12, 17, 20}}};
     for (auto const& [in, expected] : cases)
-    {
-        cTestDrift d(in[0], in[1], in[2], in[3]);
-        EXPECT_EQ(expected, d.points()) << in[0] << " " << in[1] << " " << in[2] << " " << in[3];
-        EXPECT_EQ(expected.size(), d.getPointNumber());
-    }
+        EXPECT_EQ(expected, cTestDrift(in[0], in[1], in[2], in[3]).points())
+            << in[0] << " " << in[1] << " " << in[2] << " " << in[3];
     cTestDrift d(10, 20, 0, 5, 0.5);
     EXPECT_EQ(0, d.computeSpecificPointRawValue(7));
     EXPECT_EQ(7.5, d.computeSpecificPointConvertedValue(8));
-    // 0.1 is inexact in binary: each pass must still end on its limit, with no extra point.
-    cTestDrift fine(1, 2, 0, mpf_class("0.1"));
-    ASSERT_EQ(21u, fine.getPointNumber());
-    EXPECT_EQ(tNumbers({0, 2}), tNumbers({fine.computeSpecificPointRawValue(10).get_d(),
-                                          fine.computeSpecificPointRawValue(20).get_d()}));
+    manager.markStatisticalModuleValid();
+    d.setRawMaximumValue(19);
+    EXPECT_TRUE(manager.isStatisticalModuleValid()) << "still five points";
+    d.setRawMaximumValue(25);
+    EXPECT_FALSE(manager.isStatisticalModuleValid());
+    EXPECT_EQ(2u, env.posts());
+    manager.markStatisticalModuleValid();
+    {
+        // 0.1 is inexact in binary: each pass must still end on its limit, with no extra point.
+        cTestDrift fine(1, 2, 0, mpf_class("0.1"));
+        EXPECT_FALSE(manager.isStatisticalModuleValid()) << "a new drift";
+        ASSERT_EQ(21u, fine.getPointNumber());
+        EXPECT_EQ(tNumbers({0, 2}), tNumbers({fine.computeSpecificPointRawValue(10).get_d(),
+                                              fine.computeSpecificPointRawValue(20).get_d()}));
+        manager.markStatisticalModuleValid();
+    }
+    EXPECT_FALSE(manager.isStatisticalModuleValid()) << "a drift gone";
 }
 
-TEST(cDriftParameter, BadStepOrDistributionIsRefusedAndChangesNothing)
-{
-    sEnvironment env;
-    tDriftPtr p = load("Default = 3\n");
-    EXPECT_EQ("cBadStepException|cDrift::cDrift|" + kStepZero,
-              failureOf([&] { p->setRawDrift(10, 20, 0, 0, 0); }));
-    EXPECT_EQ("cBadStepException|cDrift::cDrift|Invalid step -5: a step must be above 0.",
-              failureOf([&] { p->setRawDrift(10, 20, 0, -5, 9); }))
-        << "the step is checked first";
-    EXPECT_EQ("cUnknownDistributionTypeException|cDrift::cDrift|Unknown distribution type 2.",
-              failureOf([&] { p->setRawDrift(10, 20, 0, 5, 2); }));
-    EXPECT_FALSE(p->isDriftSet());
-    EXPECT_EQ(tNumbers({3, 100, -100, 5}), tNumbers({p->raw(), p->used()[0], p->used()[1], p->used()[2]}));
-    // An existing drift survives a refused replacement.
-    p->setRawDrift(10, 20, 0, 5, 1);
-    cDrift* const first = p->getDrift();
-    EXPECT_THROW(p->setRawDrift(12, 30, 0, 0, 0), cBadStepException);
-    EXPECT_EQ(first, p->getDrift());
-    EXPECT_EQ(tNumbers({20, 0, 5}), p->used());
-    EXPECT_EQ(1u, env.posts()) << "only the drift that setRawDrift made";
-}
-
-TEST(cDriftParameter, AReplacedDriftLeavesTheDefaultValueAndClearingTellsTheHostEveryTime)
+TEST(cDriftParameter, RefusedDriftsChangeNothingAndAReplacedDriftLeavesTheDefaultValueTellingTheHost)
 {
     sEnvironment env;
     tDriftPtr p = load("Default = 3\nStep = 7\n");
+    auto refusal = [&](int step, int distribution)
+    { return failureOf([&] { p->setRawDrift(10, 20, 0, step, distribution); }); };
+    EXPECT_EQ("cBadStepException|cDrift::cDrift|" + kStepZero, refusal(0, 0));
+    EXPECT_EQ("cBadStepException|cDrift::cDrift|Invalid step -5: a step must be above 0.", refusal(-5, 9))
+        << "the step is checked first";
+    EXPECT_EQ("cUnknownDistributionTypeException|cDrift::cDrift|Unknown distribution type 2.", refusal(5, 2));
+    EXPECT_EQ("3 100 -100 7", p->state());
     p->setRawDrift(10, 20, 0, 5, 0);
-    EXPECT_EQ(10, p->raw());
+    EXPECT_THROW(p->setRawDrift(12, 30, 0, 0, 0), cBadStepException);
+    EXPECT_EQ("10 20 0 5 | 10 20 0 5 5", p->state()) << "the drift in place survives a refused one";
+    EXPECT_EQ(1u, env.posts());
     p->setRawDrift(12, 30, 1, 6, 0);
-    EXPECT_EQ(3, p->raw()) << "the old drift is cleared after the new nominal was set";
-    EXPECT_EQ(tNumbers({12, 30, 1, 6}), p->driftRange());
-    EXPECT_EQ(tNumbers({30, 1, 6}), p->used());
+    EXPECT_EQ("3 30 1 6 | 12 30 1 6 6", p->state())
+        << "the old drift is cleared after the new nominal was set";
+    p->resetNominalValue();
+    EXPECT_EQ("12 30 1 6 | 12 30 1 6 6", p->state());
     EXPECT_EQ(3u, env.posts());
-    p->resetNominalValue();
-    EXPECT_EQ(12, p->raw());
     p->clearDrift();
     p->clearDrift();
     p->resetNominalValue();
-    EXPECT_FALSE(p->isDriftSet());
-    EXPECT_EQ(3, p->raw());
-    EXPECT_EQ(tNumbers({30, 1, 6}), p->used()) << "clearDrift keeps the used range";
+    EXPECT_EQ("3 30 1 6", p->state()) << "no nominal left to go to; the used range stays";
     EXPECT_EQ(5u, env.posts());
     p->resetDrift();
-    EXPECT_EQ(tNumbers({100, -100, 7}), p->used());
-    EXPECT_EQ(6u, env.posts());
+    EXPECT_EQ("3 100 -100 7", p->state());
     // Releasing a parameter clears its drift, which tells the host once more.
     p->setRawDrift(10, 20, 0, 5, 0);
     p.reset();
@@ -192,56 +188,31 @@ TEST(cDriftParameter, UsedSettersReachTheDriftWhoseFactorStaysFrozen)
     sEnvironment env;
     tDriftPtr p = load("Conversion Factor = 0.5\n");
     p->setUsedMaximumValue(10);
-    EXPECT_EQ(10, p->getUsedMaximumValue());
+    EXPECT_EQ("-100 10 -50 5", p->state());
     EXPECT_EQ(0u, env.posts()) << "no drift, nothing to tell";
     p->setConvertedDrift(5, 10, 0, 2.5, 0);
-    EXPECT_EQ(tNumbers({10, 20, 0, 5}), p->driftRange());
-    EXPECT_EQ(10, p->raw());
+    EXPECT_EQ("10 10 0 2.5 | 10 20 0 5 5", p->state());
     p->setUsedMaximumValue(15);
-    EXPECT_EQ(7u, p->getPointNumber()) << "maximum 30: 10, 5, 0, 15, 20, 25, 30";
-    EXPECT_EQ(3u, env.posts()) << "after setRawDrift's, one from the drift and one from the parameter";
     p->setUsedMaximumValue(15);
-    EXPECT_EQ(3u, env.posts()) << "an unchanged value is not forwarded";
+    // After setRawDrift's, one from the drift and one from the parameter; an unchanged value is not
+    // forwarded.
+    EXPECT_EQ(3u, env.posts());
     p->setUsedMinimumValue(2.5);
     p->setUsedStepValue(5);
-    EXPECT_EQ(tNumbers({10, 30, 5, 10}), p->driftRange());
-    EXPECT_EQ(4u, p->getPointNumber()) << "10, 5, 20, 30";
+    EXPECT_EQ("10 15 2.5 5 | 10 30 5 10 4", p->state()) << "points 10, 5, 20, 30";
     // A bad step is stored as the used step before the drift refuses it.
     EXPECT_EQ("cBadStepException|cDrift::setRawStepValue|" + kStepZero,
               failureOf([&] { p->setUsedStepValue(0); }));
-    EXPECT_EQ(tNumbers({15, 2.5, 0}), p->used());
-    EXPECT_EQ(tNumbers({10, 30, 5, 10}), p->driftRange());
-    EXPECT_EQ(4u, p->getPointNumber());
-    // A new factor moves the used values, not the drift's converted ones.
+    EXPECT_EQ("10 15 2.5 0 | 10 30 5 10 4", p->state());
+    // A new factor moves the used values, not the drift, whose conversions keep the factor it was made with.
     p->setConversionFactor("2");
-    EXPECT_EQ(60, p->getUsedMaximumValue());
     EXPECT_EQ(15, p->getDrift()->getConvertedMaximumValue());
     p->getDrift()->setConvertedMaximumValue(20);
-    EXPECT_EQ(40, p->getDrift()->getRawMaximumValue());
+    EXPECT_EQ("10 60 10 0 | 10 40 5 10 5", p->state());
 }
 
-TEST(cDriftParameter, ChangesOfThePointCountInvalidateTheStatisticalModule)
+TEST(cDriftParameter, UniformDrawsWithLimitOneGiveEachPointOnceARound)
 {
-    sEnvironment env;
-    cModuleManager manager;
-    myActiveComputationManager = &manager;
-    manager.markStatisticalModuleValid();
-    auto d = std::make_unique<cTestDrift>(10, 20, 0, 5);
-    EXPECT_FALSE(manager.isStatisticalModuleValid());
-    manager.markStatisticalModuleValid();
-    d->setRawMaximumValue(19);
-    EXPECT_TRUE(manager.isStatisticalModuleValid()) << "still five points";
-    d->setRawMaximumValue(25);
-    EXPECT_FALSE(manager.isStatisticalModuleValid());
-    manager.markStatisticalModuleValid();
-    d.reset();
-    EXPECT_FALSE(manager.isStatisticalModuleValid());
-    EXPECT_EQ(2u, env.posts());
-}
-
-TEST(cDriftParameter, UniformDrawsWithLimitOneGiveEachPointOnce)
-{
-    sEnvironment env;
     cTestDrift d(10, 19, 1, 4);
     cStorage<double> density;
     density.add(9);
@@ -249,21 +220,14 @@ TEST(cDriftParameter, UniformDrawsWithLimitOneGiveEachPointOnce)
     EXPECT_EQ(tNumbers(7, 1.0 / 7), all(density));
     cStorage<unsigned int> counts;
     counts.add(99);
-    for (unsigned int seed : {1u, 42u, 12345u})
-    {
-        std::srand(seed);
-        d.computeStatisticalDistribution(7, 1, counts);
-        EXPECT_EQ(std::vector<unsigned int>(7, 1), all(counts)) << "seed " << seed;
-    }
-    // Once every point is full the drawing starts over: all counts positive, none lost.
-    std::srand(7);
-    d.computeStatisticalDistribution(20, 1, counts);
-    std::vector<unsigned int> const twenty = all(counts);
-    EXPECT_EQ(20u, std::accumulate(twenty.begin(), twenty.end(), 0u));
-    EXPECT_EQ(0, std::count(twenty.begin(), twenty.end(), 0u)) << "points never drawn";
+    std::srand(42);
+    d.computeStatisticalDistribution(7, 1, counts);
+    EXPECT_EQ(std::vector<unsigned int>(7, 1), all(counts));
+    // Once every point is full the drawing starts over with all of them.
+    d.computeStatisticalDistribution(14, 1, counts);
+    EXPECT_EQ(std::vector<unsigned int>(7, 2), all(counts));
     d.setStatisticalDistributionType(1);
     EXPECT_THROW(d.setStatisticalDistributionType(2), cUnknownDistributionTypeException);
-    EXPECT_EQ("Gaussian", d.getStatisticalDistributionName());
     EXPECT_EQ(
         "cUnknownDistributionTypeException|cDrift::getStatisticalDistribution|Unknown distribution type 1.",
         failureOf([&] { d.getStatisticalDistribution(density); }));
@@ -272,25 +236,27 @@ TEST(cDriftParameter, UniformDrawsWithLimitOneGiveEachPointOnce)
 TEST(cDriftParameter, RangesAreReadWithTheirDefaultsAndClampsAndWrittenByMaskBit)
 {
     sEnvironment env;
-    EXPECT_EQ(tNumbers({50, -50, 5}), load("Conversion Factor = 0.5\n")->used())
-        << "5 physical units of step";
-    tDriftPtr p = load("Precision = 1\nDefault Maximum Value = 500\nDefault Minimum Value = *(-2, 10)\n"
+    // The used range follows the default range, which may be a constant expression; the step is 5
+    // physical units.
+    EXPECT_EQ("-100 20 -10 5",
+              load("Conversion Factor = 0.5\nDefault Maximum Value = 40\nDefault Minimum Value = *(-2, 10)\n")
+                  ->state());
+    tDriftPtr p = load("Precision = 1\nDefault Maximum Value = 500\nDefault Minimum Value = -500\n"
                        "Used Minimum Value = -500\nStep = 4\nBatch Configuration = 1\nBatch Combine = 1\n"
                        "Path = Algo/Front\n");
     cConfigurationGroup drift;
     p->buildFile(&drift, 0x3F << 21 | 1 << 29 | static_cast<int>(1u << 31) | 1 << 7);
-    std::vector<std::string> const expected = {
-        "Name=p",         "Default Maximum Value=100.0", "Default Minimum Value=-20.0",
-        "Step=4.0",       "Used Maximum Value=100.0",    "Used Minimum Value=-100.0",
-        "Used Step=4.0",  "Batch Configuration=1",       "Batch Combine=1",
-        "Path=Algo/Front"};
+    tTexts const expected = {"Name=p",         "Default Maximum Value=100.0", "Default Minimum Value=-100.0",
+                             "Step=4.0",       "Used Maximum Value=100.0",    "Used Minimum Value=-100.0",
+                             "Used Step=4.0",  "Batch Configuration=1",       "Batch Combine=1",
+                             "Path=Algo/Front"};
     EXPECT_EQ(expected, items(drift));
     int const bits[] = {21, 22, 23, 24, 25, 26, 29, 31, 7};
     for (size_t i = 0; i < std::size(bits); ++i)
     {
         cConfigurationGroup one;
         p->buildFile(&one, static_cast<int>(1u << bits[i]));
-        EXPECT_EQ(std::vector<std::string>({"Name=p", expected[i + 1]}), items(one)) << "bit " << bits[i];
+        EXPECT_EQ(tTexts({"Name=p", expected[i + 1]}), items(one)) << "bit " << bits[i];
     }
     cConfigurationGroup written, rewritten;
     p->buildFile(&written, -1);
@@ -299,36 +265,27 @@ TEST(cDriftParameter, RangesAreReadWithTheirDefaultsAndClampsAndWrittenByMaskBit
     EXPECT_EQ(items(written), items(rewritten));
 }
 
-TEST(cDriftParameter, SavedDriftConfigurationHoldsTheValueOrTheDriftInRawUnits)
+TEST(cDriftParameter, SavedDriftHoldsTheValueOrTheRawDriftAndDriftsAreTracedWithTheLongName)
 {
     sEnvironment env;
-    tDriftPtr p = load("Precision = 1\nConversion Factor = 0.5\nRaw Value = 7\n");
+    tDriftPtr p = load("Precision = 1\nConversion Factor = 0.5\nDefault = 3\nRaw Value = 7\n", "Front");
     cConfigurationGroup parent("Computation");
     p->saveDriftConfiguration(&parent, "Vehicle", "");
-    p->setRawDrift(10, 20, 0, 5, 1);
-    p->saveDriftConfiguration(&parent, "Unit", "Ch1");
-    auto groups = parent.GetConfigurationGroups();
-    ASSERT_EQ(2u, groups.size());
-    EXPECT_EQ("Drift|Drift", groups[0]->getName() + "|" + groups[1]->getName());
-    EXPECT_EQ(std::vector<std::string>({"Name=Vehicle", "Parameter=p", "Nominal=7.00"}), items(*groups[0]));
-    EXPECT_EQ(std::vector<std::string>({"Name=Unit", "Channel=Ch1", "Parameter=p", "Nominal=10.00",
-                                        "Minimum Value=0.00", "Maximum Value=20.00", "Step=5.00",
-                                        "Distribution Type=Gaussian"}),
-              items(*groups[1]));
-}
-
-TEST(cDriftParameter, CreationAndDeletionAreTracedAtLevel4WithTheLongName)
-{
-    sEnvironment env;
-    tDriftPtr p = load("Default = 3\nConversion Factor = 0.5\n", "Front");
-    cRecordingTraceSink trace(4);
-    p->setRawDrift(10, 20, 0, 5, 0);
-    p->clearDrift();
-    EXPECT_EQ(
-        std::vector<std::string>({"Value of parameter p changed from 3.000000 to 10.000000",
-                                  "New drift created for parameter Front - p with 0.00000000000000000000"
-                                  "<=5.00000000000000000000<=10.00000000000000000000",
-                                  "Value of parameter p changed from 10.000000 to 3.000000",
-                                  "Drift deleted for parameter: Front - p"}),
-        trace.texts());
+    {
+        cRecordingTraceSink trace(4);
+        p->setRawDrift(10, 20, 2, 5, 1);
+        p->saveDriftConfiguration(&parent, "Unit", "Ch1");
+        p->clearDrift();
+        EXPECT_EQ(tTexts({"Value of parameter p changed from 7.000000 to 10.000000",
+                          "New drift created for parameter Front - p with 1.00000000000000000000"
+                          "<=5.00000000000000000000<=10.00000000000000000000",
+                          "Value of parameter p changed from 10.000000 to 3.000000",
+                          "Drift deleted for parameter: Front - p"}),
+                  trace.texts());
+    }
+    EXPECT_EQ("Drift {\n    Name = Vehicle\n    Parameter = p\n    Nominal = 7.00\n}\n"
+              "Drift {\n    Name = Unit\n    Channel = Ch1\n    Parameter = p\n    Nominal = 10.00\n"
+              "    Minimum Value = 2.00\n    Maximum Value = 20.00\n    Step = 5.00\n"
+              "    Distribution Type = Gaussian\n}\n",
+              cConfigurationWriter::write(parent, nullptr));
 }
