@@ -157,6 +157,14 @@ public:
     bool empty() const { return m_count == 0; }
     // Forgets the elements and keeps the memory for the next ones.
     void clear() { m_count = 0; }
+    // Forgets the elements and gives the memory back: count and capacity become 0.
+    void freeMemory()
+    {
+        cStorageAllocator::release(m_data);
+        m_data = nullptr;
+        m_capacity = 0;
+        m_count = 0;
+    }
     // Removes one element; the later ones move down by one. An index not below size() throws
     // cBadListIndex.
     void remove(unsigned int index);

@@ -1,5 +1,9 @@
 #include "SimCore/cComputationManager.h"
 
+#include "SimCore/cAlgorithm.h"
+#include "SimCore/cDriftParameter.h"
+#include "SimCore/cTestMgr.h"
+
 #include <string>
 
 cComputationManager* myActiveComputationManager = nullptr;
@@ -9,7 +13,11 @@ cComputationManager::cComputationManager()
 {
 }
 
-cComputationManager::~cComputationManager() = default;
+cComputationManager::~cComputationManager()
+{
+    for (unsigned int i = 0; i < m_tests.size(); ++i)
+        delete m_tests[i];
+}
 
 void cComputationManager::setComputationsState(EComputationsState state)
 {
@@ -17,4 +25,106 @@ void cComputationManager::setComputationsState(EComputationsState state)
               "--- setComputationsState (see EComputationsState): from " + std::to_string(m_state) + " to " +
                   std::to_string(static_cast<uint32_t>(state)));
     m_state = state;
+}
+
+void cComputationManager::addTest(cTestMgr const* test)
+{
+    m_tests.add(const_cast<cTestMgr*>(test));
+    if (m_tests.size() == 1)
+        start(0, nullptr, 0, true);
+}
+
+cTestMgr* cComputationManager::firstTest(unsigned int& index) const
+{
+    if (m_tests.empty())
+        return nullptr;
+    index = 0;
+    return m_tests[0];
+}
+
+cTestMgr* cComputationManager::nextTest(unsigned int& index) const
+{
+    ++index;
+    return index < m_tests.size() ? m_tests[index] : nullptr;
+}
+
+void cComputationManager::removeTest(cTestMgr* test)
+{
+    unsigned int index = 0;
+    while (index < m_tests.size() && m_tests[index] != test)
+        ++index;
+    if (index == m_tests.size())
+        return;
+    m_tests.remove(index);
+    // The time events hold the test unowned as a margin test.
+    if (myActiveAlgorithm != nullptr)
+        myActiveAlgorithm->removeMarginTest(test);
+    delete test;
+    if (m_tests.empty())
+        stop(false);
+}
+
+void cComputationManager::removeAllTests()
+{
+    while (!m_tests.empty())
+        removeTest(m_tests[0]);
+    stop(false);
+}
+
+void cComputationManager::getDriftedParametersList(cStorage<cDriftParameter*>& parameters) const
+{
+    for (cDriftParameterMgr const* stage : m_driftStages)
+        if (stage != nullptr)
+            stage->getCurrentDrifts(parameters);
+}
+
+void cComputationManager::getIterationDriftCombinationIdx(unsigned int iteration,
+                                                          cStorage<unsigned int>& pointIndexes) const
+{
+    cStorage<cDriftParameter*> drifted(10);
+    getDriftedParametersList(drifted);
+    pointIndexes.clear();
+    for (unsigned int i = 0; i < drifted.size(); ++i)
+        pointIndexes.add(0);
+    // The number is consumed from the fastest index (the last drift) to the slowest.
+    unsigned int rest = iteration;
+    for (unsigned int i = drifted.size(); i-- > 0;)
+    {
+        unsigned int const points = drifted[i]->getPointNumber();
+        pointIndexes[i] = rest % points;
+        rest /= points;
+    }
+}
+
+void cComputationManager::getIterationConvertedDriftCombination(unsigned int iteration,
+                                                                cStorage<mpfClass*>& values) const
+{
+    for (unsigned int i = 0; i < values.size(); ++i)
+        delete values[i];
+    values.clear();
+    cStorage<cDriftParameter*> drifted(10);
+    getDriftedParametersList(drifted);
+    cStorage<unsigned int> indexes(10);
+    getIterationDriftCombinationIdx(iteration, indexes);
+    values.setGrowthStep(drifted.size() > 0 ? drifted.size() : 1);
+    for (unsigned int i = 0; i < drifted.size(); ++i)
+        values.add(new mpfClass(drifted[i]->getDrift()->computeSpecificPointConvertedValue(indexes[i])));
+}
+
+mpf_class cComputationManager::getIterationConvertedDriftValue(unsigned int iteration,
+                                                               cDriftParameter* parameter) const
+{
+    cStorage<cDriftParameter*> drifted(10);
+    getDriftedParametersList(drifted);
+    for (unsigned int i = 0; i < drifted.size(); ++i)
+    {
+        if (drifted[i] != parameter)
+            continue;
+        cStorage<unsigned int> indexes(10);
+        getIterationDriftCombinationIdx(iteration, indexes);
+        return parameter->getDrift()->computeSpecificPointConvertedValue(indexes[i]);
+    }
+    mpf_class value;
+    parameter->getConvertedValue(value);
+    return value;
 }

@@ -5,10 +5,20 @@
 // message handling.
 #pragma once
 
+#include "BaseKit/cStorage.h"
 #include "BaseKit/cTraceProvider.h"
+#include "BaseKit/mpfClass.h"
+#include "SimCore/cParameterMgr.h"
 #include "SimCore/cThread.h"
 
 #include <cstdint>
+#include <gmpxx.h>
+#include <utility>
+#include <vector>
+
+class cDriftParameter;
+class cDriftParameterMgr;
+class cTestMgr;
 
 // The state of the computations; the number is what the trace prints.
 enum EComputationsState : uint32_t
@@ -41,6 +51,30 @@ public:
     void invalidateStatisticalModule() { m_statisticalModuleValid = 0; }
     bool isStatisticalModuleValid() const { return m_statisticalModuleValid != 0; }
 
+    // The tests (owned). The first one added starts the manager's thread, the last one removed stops
+    // it; a removed test also leaves the margin tests of the active algorithm's time events.
+    void addTest(cTestMgr const* test);
+    cTestMgr* firstTest(unsigned int& index) const;
+    cTestMgr* nextTest(unsigned int& index) const;
+    void removeTest(cTestMgr* test);
+    void removeAllTests();
+    sParameterRange<cTestMgr> getTests() const
+    {
+        return sParameterRange<cTestMgr>(m_tests.data(), m_tests.data() + m_tests.size());
+    }
+
+    // The drift stages in pipeline order (vehicle, channels in order, unit, calibration), set by the
+    // project whenever its modules change; not owned.
+    void setDriftStages(std::vector<cDriftParameterMgr const*> stages) { m_driftStages = std::move(stages); }
+    // Appends the current drifts of every stage, in pipeline order.
+    void getDriftedParametersList(cStorage<cDriftParameter*>& parameters) const;
+    // The converted drift values of an iteration of one crash file, one new value per drifted
+    // parameter in the order of getDriftedParametersList (the values held before are deleted). The
+    // last drift varies fastest.
+    void getIterationConvertedDriftCombination(unsigned int iteration, cStorage<mpfClass*>& values) const;
+    // That iteration's value of the parameter if it is drifted, else its own converted value.
+    mpf_class getIterationConvertedDriftValue(unsigned int iteration, cDriftParameter* parameter) const;
+
 protected:
     // Set when the module has been filled.
     void markStatisticalModuleValid() { m_statisticalModuleValid = 1; }
@@ -50,6 +84,11 @@ private:
     unsigned char m_stopAsked = 0;
     uint32_t m_state = computationsNotStarted;
     unsigned char m_statisticalModuleValid = 0;
+    cStorage<cTestMgr*> m_tests{10};
+    std::vector<cDriftParameterMgr const*> m_driftStages;
+
+    // One point index per drifted parameter, in the order of getDriftedParametersList.
+    void getIterationDriftCombinationIdx(unsigned int iteration, cStorage<unsigned int>& pointIndexes) const;
 };
 
 // The active computation manager, or null.

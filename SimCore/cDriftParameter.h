@@ -58,6 +58,9 @@ public:
     // reach its limit, the next draws start over with the full densities.
     void computeStatisticalDistribution(unsigned int draws, unsigned int limit,
                                         cStorage<unsigned int>& counts);
+    // Point i modulo the point number.
+    mpf_class computeSpecificPointRawValue(unsigned int i) const;
+    mpf_class computeSpecificPointConvertedValue(unsigned int i) const;
 
 protected:
     // Throws cBadStepException for a step not above 0, then cUnknownDistributionTypeException for
@@ -74,9 +77,6 @@ protected:
     // A step not above 0 throws cBadStepException and changes nothing.
     void setRawStepValue(mpf_class value);
 
-    // Point i modulo the point number.
-    mpf_class computeSpecificPointRawValue(unsigned int i) const;
-    mpf_class computeSpecificPointConvertedValue(unsigned int i) const;
     // Nominal, the points going down to the minimum, then those going up to the maximum; the limits
     // always stand as points, so a step that does not divide the range shortens the last interval.
     void computePointNumber();

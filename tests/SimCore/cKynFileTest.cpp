@@ -1,0 +1,263 @@
+#include "SimCore/cKynFile.h"
+
+#include "SimCore/cKynFileList.h"
+#include "StoreKit/cConfigurationReader.h"
+#include "tests/support/cRecordingSinks.h"
+#include "tests/support/cResultWorld.h"
+
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+namespace
+{
+// A recording that counts the crash file's requests and fails its reads.
+struct cCountingRecording : cInputFile
+{
+    using cInputFile::cInputFile;
+    int load(std::vector<std::string> const& declared, std::string* errorText) override
+    {
+        ++loads;
+        declaredCount = declared.size();
+        if (errorText != nullptr)
+            *errorText += "unreadable";
+        return 0;
+    }
+    void release() override { ++releases; }
+    int loads = 0;
+    int releases = 0;
+    size_t declaredCount = 99;
+};
+
+// A world with an algorithm of three events, two of them file-linked, at 20000 ticks per second.
+struct sKynFileWorld
+{
+    sKynFileWorld()
+    {
+        algorithm.loadTimeEvents("Time Event {\nName = A\nFile Link = 1\n}\nTime Event {\nName = B\n}\n"
+                                 "Time Event {\nName = C\nFile Link = 1\n}\n");
+        algorithm.setTimeEventsPrecisionFrequency(20000);
+        myActiveAlgorithm = &algorithm;
+    }
+    sResultWorld world;
+    cOpenAlgorithm algorithm;
+};
+
+std::vector<std::string> texts(structTTF const& ttf)
+{
+    return {ttf.values[0], ttf.values[1], ttf.values[2]};
+}
+} // namespace
+
+TEST(cKynFile, SetTtfValueEncodesNoFireNotDefinedTicksAndFreeText)
+{
+    sKynFileWorld w;
+    cTimeEvent* const event = w.algorithm.timeEvent("A");
+    event->setPrecisionFrequency(1000);
+    structTTF ttf(event, "-1", "-1", "-1", 1.0f);
+    std::vector<std::string> const inputs = {
+        " NF ",        "nf",   "-1",      "-5",  "-0.4", "-2", "-2.000",      "NotDef", "not defined",
+        "NOT DEFINED", "12.5", "12.4999", " 7 ", "0",    "-0", "late deploy", "12 ms",  "nf."};
+    std::vector<std::string> stored;
+    for (std::string const& input : inputs)
+    {
+        EXPECT_TRUE(ttf.setTtfValue(eTtfOptimum, input));
+        stored.push_back(ttf.values[eTtfOptimum]);
+    }
+    // Any negative number other than -2 is no fire; 12.5 ticks round away from zero.
+    EXPECT_EQ((std::vector<std::string>{"-1", "-1", "-1", "-1", "-1", "-2", "-2", "-2", "-2", "-2", "13",
+                                        "12", "7", "0", "0", "S:late deploy", "S:12 ms", "S:nf."}),
+              stored);
+    EXPECT_EQ("-1", ttf.values[eTtfMinimum]) << "only the given kind changes";
+}
+
+TEST(cKynFile, TextFormsGiveMillisecondsAtTheRequestedPrecision)
+{
+    sKynFileWorld w;
+    structTTF ttf(w.algorithm.timeEvent("A"), "-1", "-2", "-1", 1.0f);
+    ttf.setTtfValue(eTtfMaximum, "12.5"); // 250 ticks at 20000 per second
+    double milliseconds = -7.0;
+    EXPECT_FALSE(ttf.asMilliseconds(eTtfMinimum, milliseconds));
+    EXPECT_FALSE(ttf.asMilliseconds(eTtfOptimum, milliseconds));
+    EXPECT_EQ(-7.0, milliseconds) << "untouched when there is no number";
+    ASSERT_TRUE(ttf.asMilliseconds(eTtfMaximum, milliseconds));
+    EXPECT_DOUBLE_EQ(12.5, milliseconds);
+    EXPECT_EQ("250", ttf.values[eTtfMaximum]);
+
+    EXPECT_EQ("NF", ttf.asString(eTtfMinimum, 3));
+    EXPECT_EQ("NotDef", ttf.asString(eTtfOptimum, 3));
+    EXPECT_EQ("12.500", ttf.asString(eTtfMaximum, 3));
+    EXPECT_EQ("13", ttf.asString(eTtfMaximum, 0)) << "half away from zero";
+    EXPECT_EQ("Not defined", ttf.asXmlString(eTtfOptimum, 3));
+    EXPECT_EQ("12.5", ttf.asXmlString(eTtfMaximum, 1));
+
+    ttf.setTtfValue(eTtfOptimum, "after the pole");
+    EXPECT_FALSE(ttf.asMilliseconds(eTtfOptimum, milliseconds));
+    EXPECT_EQ("after the pole", ttf.asString(eTtfOptimum, 3));
+}
+
+TEST(cKynFile, NewFileExpectsNoFireForEachFileLinkedEventOnly)
+{
+    sKynFileWorld w;
+    cKynFile* const file = w.world.addCrash("/data/crash_01.csh");
+    cTimeEvent* const a = w.algorithm.timeEvent("A");
+    cTimeEvent* const b = w.algorithm.timeEvent("B");
+    cTimeEvent* const c = w.algorithm.timeEvent("C");
+    ASSERT_EQ(2u, file->getTtfSettings().size());
+    for (cTimeEvent* event : {a, c})
+    {
+        structTTF* const ttf = file->findStructTTF(event);
+        EXPECT_EQ(event, ttf->timeEvent);
+        EXPECT_EQ((std::vector<std::string>{"-1", "-1", "-1"}), texts(*ttf));
+        EXPECT_EQ(1.0f, ttf->weight);
+    }
+    EXPECT_EQ(nullptr, file->tryFindStructTTF(b));
+    try
+    {
+        file->findStructTTF(b);
+        FAIL() << "an event without expectations throws";
+    }
+    catch (cStructTTFSearchedException const& e)
+    {
+        EXPECT_STREQ("Expected time to fire not found.", e.what());
+        EXPECT_EQ("SimCore/cKynFile", e.getSourceFile());
+        EXPECT_EQ("cKynFile::findStructTTF", e.getFunction());
+    }
+    EXPECT_EQ(0x4639ff, file->getColor());
+
+    myActiveAlgorithm = nullptr;
+    EXPECT_TRUE(w.world.addCrash("/data/crash_02.csh")->TTFSettingListEmpty()) << "no algorithm, no events";
+}
+
+TEST(cKynFile, LoadTTFSettingsStopsAtAnUnknownEventAndKeepsWhatCameBefore)
+{
+    sKynFileWorld w;
+    cKynFile* const file = w.world.addCrash("/data/crash_01.csh");
+    EXPECT_TRUE(file->loadTTFSettings(nullptr));
+    cConfigurationGroup group;
+    cConfigurationReader::read("Time Event Settings {\nTime Event = C\nMinimum Value = 10\nOptimum = NF\n"
+                               "Maximum Value = NotDef\nWeight = 0.5\n}\n"
+                               "Other {\nTime Event = A\n}\n"
+                               "Time Event Settings {\nTime Event = Z\nMinimum Value = 1\nOptimum = 2\n"
+                               "Maximum Value = 3\nWeight = 1\n}\n"
+                               "Time Event Settings {\nTime Event = A\nMinimum Value = 1\nOptimum = 2\n"
+                               "Maximum Value = 3\nWeight = 2\n}\n",
+                               "list.fls", group);
+    EXPECT_FALSE(file->loadTTFSettings(&group));
+    structTTF* const c = file->findStructTTF(w.algorithm.timeEvent("C"));
+    EXPECT_EQ((std::vector<std::string>{"200", "-1", "-2"}), texts(*c));
+    EXPECT_EQ(0.5f, c->weight);
+    structTTF* const a = file->findStructTTF(w.algorithm.timeEvent("A"));
+    EXPECT_EQ((std::vector<std::string>{"-1", "-1", "-1"}), texts(*a))
+        << "entries after the unknown one stay";
+    EXPECT_EQ(1.0f, a->weight);
+
+    // B is known to the algorithm but not file-linked: no entry, so the list is refused too; a missing
+    // key likewise.
+    cConfigurationGroup notLinked;
+    cConfigurationReader::read("Time Event Settings {\nTime Event = B\nMinimum Value = 1\nOptimum = 2\n"
+                               "Maximum Value = 3\nWeight = 1\n}\n",
+                               "list.fls", notLinked);
+    EXPECT_FALSE(file->loadTTFSettings(&notLinked));
+    cConfigurationGroup missing;
+    cConfigurationReader::read("Time Event Settings {\nTime Event = A\nMinimum Value = 1\nOptimum = 2\n}\n",
+                               "list.fls", missing);
+    EXPECT_FALSE(file->loadTTFSettings(&missing));
+
+    cConfigurationGroup good;
+    cConfigurationReader::read("Time Event Settings {\nTime Event = A\nMinimum Value = 1\nOptimum = -2\n"
+                               "Maximum Value = late\nWeight = 3\n}\n",
+                               "list.fls", good);
+    EXPECT_TRUE(file->loadTTFSettings(&good));
+    EXPECT_EQ((std::vector<std::string>{"20", "-2", "S:late"}), texts(*a));
+    EXPECT_EQ(3.0f, a->weight);
+}
+
+TEST(cKynFile, CopyTTFSettingsTakesTheTextsAndWeightsOfEachEntry)
+{
+    sKynFileWorld w;
+    cKynFile* const source = w.world.addCrash("/data/crash_01.csh");
+    cKynFile* const target = w.world.addCrash("/data/crash_02.csh");
+    for (auto const& entry : source->getTtfSettings())
+    {
+        entry.second->setTtfValue(eTtfMinimum, entry.first == w.algorithm.timeEvent("A") ? "5" : "6");
+        entry.second->setTtfValue(eTtfMaximum, "free");
+        entry.second->weight = 0.25f;
+    }
+    target->copyTTFSettings(source);
+    for (cTimeEvent* event : {w.algorithm.timeEvent("A"), w.algorithm.timeEvent("C")})
+    {
+        structTTF const* const from = source->findStructTTF(event);
+        structTTF const* const to = target->findStructTTF(event);
+        EXPECT_NE(from, to) << "the entries stay the file's own";
+        EXPECT_EQ(texts(*from), texts(*to));
+        EXPECT_EQ(event, to->timeEvent);
+        EXPECT_EQ(0.25f, to->weight);
+    }
+    EXPECT_EQ("120", target->findStructTTF(w.algorithm.timeEvent("C"))->values[eTtfMinimum]);
+}
+
+TEST(cKynFile, UseFileReadsOnceAndGivesTheSamplesBackWhenUnselected)
+{
+    sKynFileWorld w;
+    cRecordingTraceSink trace(3);
+    auto* const recording = new cCountingRecording("/data/crash_01.csh");
+    cKynFile* const file = myActiveFileList->addFile(recording);
+    EXPECT_EQ("/data/crash_01.csh", file->getFileName());
+    EXPECT_EQ("crash_01", file->extractName());
+
+    std::string errors;
+    file->useFile(true, &errors);
+    file->useFile(true, &errors);
+    EXPECT_EQ(1, recording->loads) << "a failed read also counts as loaded";
+    EXPECT_EQ(0u, recording->declaredCount);
+    EXPECT_EQ("unreadable", errors);
+    EXPECT_TRUE(file->isUsedFile());
+    EXPECT_TRUE(file->isLoaded());
+    EXPECT_EQ(1, file->load(nullptr));
+
+    file->useFile(false, nullptr);
+    file->useFile(false, nullptr);
+    EXPECT_EQ(1, recording->releases) << "only a loaded file is released";
+    EXPECT_FALSE(file->isUsedFile());
+    EXPECT_FALSE(file->isLoaded());
+    EXPECT_EQ(0, file->load(nullptr)) << "read again after the release";
+    EXPECT_EQ(2, recording->loads);
+    EXPECT_EQ((std::vector<std::string>{"File selected for use: /data/crash_01.csh",
+                                        "File selected for use: /data/crash_01.csh",
+                                        "File unselected for use: /data/crash_01.csh"}),
+              trace.texts());
+
+    cRecordingTraceSink quiet(2);
+    file->useFile(false, nullptr);
+    file->useFile(true, nullptr);
+    EXPECT_TRUE(quiet.lines().empty()) << "level 3 lines only";
+}
+
+TEST(cKynFile, MakeAcquisitionFileNamesThePathAndTheMissingReader)
+{
+    sKynFileWorld w;
+    std::vector<std::string> const paths = {"/data/Front_01.CSH", "/data/side.bin", "/data/side.txt",
+                                            "/data.csh/side"};
+    std::vector<std::string> arguments;
+    for (std::string const& path : paths)
+    {
+        try
+        {
+            myActiveFileList->addFile(path.c_str(), nullptr);
+            ADD_FAILURE() << path << " opened";
+        }
+        catch (cFstreamOpenException const& e)
+        {
+            arguments.push_back(e.getArgument());
+            EXPECT_EQ("Unable to open file: " + e.getArgument(), e.what());
+            EXPECT_EQ("SimCore/cKynFile", e.getSourceFile());
+            EXPECT_EQ("makeAcquisitionFile", e.getFunction());
+        }
+    }
+    EXPECT_EQ((std::vector<std::string>{"/data/Front_01.CSH (reading CSH files is not available yet)",
+                                        "/data/side.bin (reading BIN files is not available yet)",
+                                        "/data/side.txt", "/data.csh/side"}),
+              arguments);
+    EXPECT_EQ(0u, myActiveFileList->getFilesNumber()) << "a file that cannot be read leaves no entry";
+}

@@ -1,0 +1,221 @@
+#include "SimCore/cKynMultiPreprocessingMgr.h"
+
+#include "SimCore/cKynMultiPreprocessingItem.h"
+#include "SimCore/cTestMgr.h"
+#include "StoreKit/cCfgInputFile.h"
+#include "tests/support/cRecordingSinks.h"
+#include "tests/support/cResultWorld.h"
+
+#include <gtest/gtest.h>
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace
+{
+typedef std::vector<cKynMultiPreprocessingItem*> tItems;
+
+tItems addItems(cKynMultiPreprocessingMgr& manager, std::vector<std::string> const& names)
+{
+    tItems items;
+    for (std::string const& name : names)
+        items.push_back(manager.addItem(name));
+    return items;
+}
+
+std::vector<std::string> names(cKynMultiPreprocessingMgr const& manager)
+{
+    std::vector<std::string> result;
+    for (cKynMultiPreprocessingItem const* item : manager.getMultiPpItems())
+        result.push_back(item->getName());
+    return result;
+}
+
+typedef std::vector<std::tuple<bool, uint32_t, uintptr_t, intptr_t>> tMessages;
+
+// Each message as (sent, id, item, 0).
+tMessages messages(cRecordingHostWindow const& host)
+{
+    tMessages result;
+    for (auto const& m : host.messages())
+        result.emplace_back(m.sent, m.message, m.wParam, m.lParam);
+    return result;
+}
+
+std::tuple<bool, uint32_t, uintptr_t, intptr_t> sent(uint32_t id, cKynMultiPreprocessingItem const* item)
+{
+    return {true, id, reinterpret_cast<uintptr_t>(item), 0};
+}
+
+std::vector<std::string> errors(cRecordingMessageSink const& sink)
+{
+    std::vector<std::string> result;
+    for (auto const& entry : sink.entries())
+        result.push_back(entry.kind + ": " + entry.text);
+    return result;
+}
+
+cCfgInputFile* newFile(std::string const& name)
+{
+    return cCfgInputFile::createFile(("/tmp/" + name + ".cfg").c_str(), cCfgInputFile::writeMode, "Vehicle",
+                                     false);
+}
+} // namespace
+
+TEST(cKynMultiPreprocessingMgr, SelectionMovesWithinTheCountButNextComparesForEqualityOnly)
+{
+    cKynMultiPreprocessingMgr manager;
+    EXPECT_FALSE(manager.selectFirstItem());
+    EXPECT_FALSE(manager.selectItemFromIndex(0));
+    EXPECT_TRUE(manager.selectNextItem()) << "0 + 1 is not the count 0";
+    EXPECT_EQ(1u, manager.getSelectedItemIndex());
+
+    addItems(manager, {"A", "B"});
+    EXPECT_FALSE(manager.selectNextItem()) << "index 1 is already the last";
+    EXPECT_EQ(1u, manager.getSelectedItemIndex());
+    EXPECT_TRUE(manager.selectFirstItem());
+    EXPECT_EQ(0u, manager.getSelectedItemIndex());
+    EXPECT_TRUE(manager.selectNextItem());
+    EXPECT_EQ("B", manager.getSelectedItem()->getName());
+    EXPECT_FALSE(manager.selectItemFromIndex(2));
+    EXPECT_TRUE(manager.selectItemFromIndex(0));
+    EXPECT_EQ("A", manager.getItemNameByIndex(manager.getSelectedItemIndex()));
+}
+
+TEST(cKynMultiPreprocessingMgr, AddingAndRemovingTellTheHostWithTheItem)
+{
+    cRecordingHostWindow host;
+    cKynMultiPreprocessingMgr manager;
+    tItems const items = addItems(manager, {"A", "B", "C", "D"});
+    cKynMultiPreprocessingItem stray("B");
+    manager.removeItem(&stray);
+    manager.removeItem(nullptr);
+    EXPECT_EQ((std::vector<std::string>{"A", "B", "C", "D"}), names(manager))
+        << "unknown pointers do nothing";
+
+    manager.selectItemFromIndex(2);
+    manager.removeItem(items[1]);
+    EXPECT_EQ((std::vector<std::string>{"A", "C", "D"}), names(manager));
+    EXPECT_EQ(2u, manager.getSelectedItemIndex()) << "removeItem leaves the index alone";
+
+    EXPECT_TRUE(manager.removeSelectedItem()); // D
+    EXPECT_EQ(1u, manager.getSelectedItemIndex());
+    EXPECT_EQ("C", manager.getSelectedItem()->getName());
+    manager.selectFirstItem();
+    EXPECT_TRUE(manager.removeSelectedItem()); // A: the next item is the selected one now
+    EXPECT_EQ(0u, manager.getSelectedItemIndex());
+    EXPECT_EQ("C", manager.getSelectedItem()->getName());
+    EXPECT_FALSE(manager.removeSelectedItem()) << "the last item stays";
+    EXPECT_EQ(1u, manager.getItemCount());
+
+    manager.removeAllItems();
+    EXPECT_EQ(0u, manager.getItemCount());
+    EXPECT_EQ(
+        (tMessages{sent(2536, items[0]), sent(2536, items[1]), sent(2536, items[2]), sent(2536, items[3]),
+                   sent(2537, items[1]), sent(2537, items[3]), sent(2537, items[0]), sent(2537, items[2])}),
+        messages(host));
+}
+
+TEST(cKynMultiPreprocessingMgr, RemoveAllItemsLeavesTheSelectedItemsFilesToTheLiveModules)
+{
+    cKynMultiPreprocessingMgr manager;
+    tItems const items = addItems(manager, {"A", "B", "C"});
+    cCfgInputFile* const live = newFile("live");
+    items[1]->setVehicleData(live);
+    items[0]->setVehicleData(newFile("a_vehicle"));
+    items[0]->setPreprocessingData(newFile("a_preprocessing"));
+    items[2]->setUnitData(newFile("c_unit"));
+    manager.selectItemFromIndex(1);
+    manager.removeAllItems(); // without a host window: nothing to tell, nothing fails
+    EXPECT_EQ(0u, manager.getItemCount());
+    EXPECT_EQ(1u, manager.getSelectedItemIndex());
+    // The others' files are gone (the sanitizer run sees a leak otherwise); this one is still ours.
+    EXPECT_EQ("/tmp/live.cfg", live->getFileName());
+    delete live;
+}
+
+TEST(cKynMultiPreprocessingMgr, NameLookUpsCompareExactlyAndReportAsEachPromises)
+{
+    cRecordingMessageSink sink;
+    cKynMultiPreprocessingMgr manager;
+    std::string const noName = "error: Error :\nThere is no item name";
+    std::string const noMatch =
+        "error: Error :\nThere is no item name corresponding in the list of multipreprocessing items";
+
+    EXPECT_EQ(0xFFFFFFFFu, manager.getItemIndexByName("A"));
+    EXPECT_EQ(nullptr, manager.getItemFromName("A"));
+    EXPECT_EQ(0xFFFFFFFFu, manager.getItemIndexFromName("A"));
+    EXPECT_EQ((std::vector<std::string>{noMatch}), errors(sink))
+        << "empty list: only the index look-up reports";
+    sink.clear();
+
+    tItems const items = addItems(manager, {"Front", "Side", "", "Front"});
+    EXPECT_EQ(1u, manager.getItemIndexByName("Side"));
+    EXPECT_EQ(items[0], manager.getItemFromName("Front"));
+    EXPECT_EQ(0u, manager.getItemIndexFromName("Front"));
+    EXPECT_EQ(2u, manager.getItemIndexFromName("")) << "an empty name is searched like any other";
+    EXPECT_EQ(items[2], manager.getItemFromName(""));
+    EXPECT_TRUE(sink.entries().empty());
+
+    EXPECT_EQ(0xFFFFFFFFu, manager.getItemIndexByName(""));
+    EXPECT_EQ(0xFFFFFFFFu, manager.getItemIndexByName("side"));
+    EXPECT_EQ(nullptr, manager.getItemFromName("Rear"));
+    EXPECT_EQ(0xFFFFFFFFu, manager.getItemIndexFromName("Rear"));
+    EXPECT_EQ((std::vector<std::string>{noName, noMatch, noMatch}), errors(sink));
+}
+
+TEST(cKynMultiPreprocessingMgr, FindMppItemLooksForTheVeryFileObject)
+{
+    sResultWorld world;
+    cKynMultiPreprocessingItem* const side = world.multiPreprocessing.addItem("Side");
+    side->setFileList(new cKynFileList);
+    cKynFile* const front01 = world.addCrash("/data/crash_01.csh");
+    cKynFile* const side01 = side->getFileList()->addFile(new cInputFile("/data/crash_01.csh"));
+    cKynFileList loose;
+    cKynFile* const elsewhere = loose.addFile(new cInputFile("/data/crash_01.csh"));
+    world.multiPreprocessing.addItem("No list"); // an item without a list holds nothing
+
+    EXPECT_EQ(world.item, world.multiPreprocessing.findMppItem(front01));
+    EXPECT_EQ(side, world.multiPreprocessing.findMppItem(side01));
+    EXPECT_EQ(nullptr, world.multiPreprocessing.findMppItem(elsewhere));
+    EXPECT_EQ(nullptr, world.multiPreprocessing.findMppItem(nullptr));
+}
+
+TEST(cKynMultiPreprocessingMgr, ADeletedItemLeavesEveryTestsMaintainDataSet)
+{
+    sResultWorld world;
+    auto* const first = new cTestMgr("First");
+    auto* const second = new cTestMgr("Second");
+    world.computations.addTest(first);
+    world.computations.addTest(second);
+    cKynMultiPreprocessingItem* const side = world.multiPreprocessing.addItem("Side");
+    side->setFileList(new cKynFileList);
+    side->getFileList()->addFile(new cInputFile("/data/crash_01.csh"));
+    first->toggleMaintainData(side);
+    first->toggleMaintainData(world.item);
+    second->toggleMaintainData(side);
+
+    world.multiPreprocessing.removeItem(side);
+    EXPECT_FALSE(first->checkForMaintainData(side));
+    EXPECT_FALSE(second->checkForMaintainData(side));
+    EXPECT_TRUE(first->checkForMaintainData(world.item)) << "the other items stay";
+    EXPECT_EQ(0u, second->getMaintainDataMppItemCount());
+
+    // Without a computation manager there is no set to leave.
+    myActiveComputationManager = nullptr;
+    delete new cKynMultiPreprocessingItem("Alone");
+    myActiveComputationManager = &world.computations;
+}
+
+TEST(cKynMultiPreprocessingMgr, ItemCutsStepCountsToTheirLow32Bits)
+{
+    cKynMultiPreprocessingItem item("Front");
+    EXPECT_EQ("", item.getDriftsData()->getName());
+    unsigned long long files = 0x100000005ULL, mechanical = 6, electronic = 0xFFFFFFFFULL,
+                       acquisition = 0x200000000ULL, algorithm = 9;
+    item.setStepsPointNumber(files, mechanical, electronic, acquisition, algorithm);
+    EXPECT_EQ((std::vector<uint32_t>{5, 6, 0xFFFFFFFF, 0, 9}),
+              (std::vector<uint32_t>{item.getFileIterations(), item.getMechanicalIterations(),
+                                     item.getPreprocessingIterations(), item.getAcquisitionIterations(),
+                                     item.getAlgorithmIterations()}));
+}

@@ -1,0 +1,186 @@
+#include "SimCore/cTestGraphHotPoint.h"
+
+#include "PlotKit/cScatterGraph.h"
+#include "SimCore/cEquation.h"
+#include "SimCore/cParameter.h"
+#include "SimCore/cTestGraphSerie.h"
+#include "SimCore/cTestMgr.h"
+#include "StoreKit/cConfigurationReader.h"
+#include "tests/support/cResultWorld.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <utility>
+
+namespace
+{
+// Three registered float parameters, held by the symbol manager (one link each): "thr_time" (factor
+// 0.5, raw 10), "thr_level" (factor 0.25, raw 40, raw limits 0 to 200) and "thr_enable" (raw 0). A
+// series on a graph whose test decides LSB carries the points under test.
+struct sHotPointStage
+{
+    sHotPointStage()
+    {
+        time = addParameter("Threshold Time", "thr_time", "0.5", "10");
+        level = addParameter("Threshold Level", "thr_level", "0.25", "40");
+        enable = addParameter("Threshold Enable", "thr_enable", "1", "0");
+        graph.getParameter().test = &test;
+        owner.setGraph(&graph);
+    }
+    static cParameter* addParameter(std::string const& name, std::string const& registration,
+                                    std::string const& factor, std::string const& raw)
+    {
+        cConfigurationGroup group("Parameter");
+        cConfigurationReader::read("Name = " + name + "\nRegistration Name = " + registration +
+                                       "\nFloat = 1\nConversion Factor = " + factor + "\nRaw Value = " + raw +
+                                       "\nMinimum Value = 0\nMaximum Value = 200\nSymbol Registered = 1\n",
+                                   "parameters.cfg", group);
+        return new cParameter(&group, "");
+    }
+    // A point read from a "Hot Point" group of this text, owned by the caller.
+    static std::unique_ptr<cTestGraphHotPoint> read(std::string const& text)
+    {
+        cConfigurationGroup group("Hot Point");
+        cConfigurationReader::read(text, "criteria.cfg", group);
+        return std::make_unique<cTestGraphHotPoint>(&group, 0x0000ff, "Hot Point");
+    }
+    cTestGraphHotPoint* ownedPoint(bool timeAbscissa)
+    {
+        auto* const point = new cTestGraphHotPoint(time, level, nullptr, 0x0000ff, "Hot Point");
+        point->setTimeAbscissa(timeAbscissa);
+        owner.addHotPoint(point);
+        return point;
+    }
+    static double raw(cParameter const* parameter)
+    {
+        mpf_class value;
+        parameter->getRawValue(value);
+        return value.get_d();
+    }
+    static std::pair<float, float> position(cTestGraphHotPoint const* point)
+    {
+        std::pair<float, float> xy;
+        point->getPosition(xy.first, xy.second);
+        return xy;
+    }
+
+    sResultWorld world;
+    cParameter* time = nullptr;
+    cParameter* level = nullptr;
+    cParameter* enable = nullptr;
+    cTestMgr test{"Thresholds"};
+    cScatterGraph graph;
+    cTestGraphSerie owner{eSerieYT};
+};
+
+// A parameter that reports its end, to see who deletes it.
+class cWatchedParameter : public cParameter
+{
+public:
+    explicit cWatchedParameter(bool& gone) : m_gone(gone) {}
+    ~cWatchedParameter() override { m_gone = true; }
+
+private:
+    bool& m_gone;
+};
+} // namespace
+
+TEST(cTestGraphHotPoint, ReadPointTakesOneLinkOnEachParameterAndGivesItBack)
+{
+    sHotPointStage stage;
+    ASSERT_EQ(1, stage.time->getLinksNumber());
+    {
+        std::unique_ptr<cTestGraphHotPoint> const point =
+            sHotPointStage::read("Abscissa = thr_time\nOrdinate = thr_level\n");
+        EXPECT_EQ(2, stage.time->getLinksNumber());
+        EXPECT_EQ(2, stage.level->getLinksNumber());
+        EXPECT_EQ(stage.time, point->getAbscissaParameter());
+        EXPECT_EQ(stage.level, point->getOrdinateParameter());
+        EXPECT_EQ("thr_time", point->getAbscissaName());
+        EXPECT_EQ("thr_level", point->getOrdinateName());
+        EXPECT_EQ(0x0000ffu, point->getColor());
+        EXPECT_EQ("Hot Point", point->GetLabel());
+        EXPECT_EQ(nullptr, point->getCondition());
+        EXPECT_TRUE(point->isConditionTrue());
+    }
+    EXPECT_EQ(1, stage.time->getLinksNumber());
+    EXPECT_EQ(1, stage.level->getLinksNumber());
+
+    // The holder of the last link deletes the parameter.
+    bool gone = false;
+    cParameter* const watched = new cWatchedParameter(gone);
+    delete new cTestGraphHotPoint(watched, stage.level, nullptr, 0, "Copy");
+    EXPECT_TRUE(gone);
+    EXPECT_EQ(1, stage.level->getLinksNumber());
+}
+
+TEST(cTestGraphHotPoint, FailedReadLeavesNoLinkBehind)
+{
+    sHotPointStage stage;
+    try
+    {
+        sHotPointStage::read("Abscissa = thr_time\nOrdinate = nowhere\n");
+        FAIL() << "an unknown name must fail";
+    }
+    catch (cUnknownSymbol const& failure)
+    {
+        EXPECT_STREQ("Unknown symbol: nowhere", failure.what());
+    }
+    EXPECT_EQ(1, stage.time->getLinksNumber());
+
+    EXPECT_THROW(sHotPointStage::read("Abscissa = thr_time\n"), cMissingItem);
+    EXPECT_EQ(1, stage.time->getLinksNumber());
+    EXPECT_THROW(
+        sHotPointStage::read("Abscissa = thr_time\nOrdinate = thr_level\nCondition = *(thr_enable\n"),
+        cInvalidEquationSyntax);
+    EXPECT_EQ(1, stage.time->getLinksNumber());
+    EXPECT_EQ(1, stage.level->getLinksNumber());
+}
+
+TEST(cTestGraphHotPoint, ConditionHoldsWhileItIsNotZero)
+{
+    sHotPointStage stage;
+    std::unique_ptr<cTestGraphHotPoint> const point =
+        sHotPointStage::read("Abscissa = thr_time\nOrdinate = thr_level\nCondition = thr_enable\n");
+    ASSERT_NE(nullptr, point->getCondition());
+    EXPECT_FALSE(point->isConditionTrue());
+    stage.enable->setRawValue(mpf_class(-3), false, false);
+    EXPECT_TRUE(point->isConditionTrue());
+}
+
+TEST(cTestGraphHotPoint, PositionAndDragsAreRawUnderLsbExceptForATimeAbscissa)
+{
+    sHotPointStage stage;
+    cRecordingHostWindow window;
+    cTestGraphHotPoint* const point = stage.ownedPoint(false);
+    cTestGraphHotPoint* const timed = stage.ownedPoint(true);
+    EXPECT_EQ(&stage.owner, point->getOwner());
+
+    // Converted values: 10 * 0.5 and 40 * 0.25.
+    EXPECT_EQ(std::make_pair(5.0f, 10.0f), sHotPointStage::position(point));
+    EXPECT_EQ(std::make_pair(5.0f, 10.0f), sHotPointStage::position(timed));
+    point->setAbscissa(8.0f);
+    point->setOrdinate(20.0f);
+    EXPECT_EQ(16.0, sHotPointStage::raw(stage.time));
+    EXPECT_EQ(80.0, sHotPointStage::raw(stage.level));
+    // The host hears of each change (window message 2531).
+    ASSERT_EQ(2u, window.messages().size());
+    EXPECT_EQ(2531u, window.messages()[0].message);
+
+    stage.test.setLSB(true);
+    EXPECT_EQ(std::make_pair(16.0f, 80.0f), sHotPointStage::position(point));
+    EXPECT_EQ(std::make_pair(8.0f, 80.0f), sHotPointStage::position(timed));
+    point->setAbscissa(30.0f);
+    EXPECT_EQ(30.0, sHotPointStage::raw(stage.time));
+    timed->setAbscissa(7.0f);
+    EXPECT_EQ(14.0, sHotPointStage::raw(stage.time));
+    timed->setOrdinate(50.0f);
+    EXPECT_EQ(50.0, sHotPointStage::raw(stage.level));
+    // Drags are held within the parameter's limits.
+    point->setOrdinate(500.0f);
+    EXPECT_EQ(200.0, sHotPointStage::raw(stage.level));
+
+    // A point on no series shows converted values.
+    cTestGraphHotPoint free(stage.time, stage.level, nullptr, 0, "Free");
+    EXPECT_EQ(std::make_pair(7.0f, 50.0f), sHotPointStage::position(&free));
+}
