@@ -33,19 +33,13 @@ struct sList
             list.addFile(new cTracedRecording("/data/f" + std::to_string(i) + ".csh", deleted))
                 ->useFile(used.count(i) != 0, nullptr);
     }
-    std::vector<std::string> names() const
+    // The names met by the walk over all files, or over the used ones.
+    std::vector<std::string> names(bool usedOnly = false) const
     {
         std::vector<std::string> result;
         unsigned int cursor = 0;
-        for (cKynFile* file = list.firstFile(cursor); file != nullptr; file = list.nextFile(cursor))
-            result.push_back(file->extractName());
-        return result;
-    }
-    std::vector<std::string> usedNames() const
-    {
-        std::vector<std::string> result;
-        unsigned int cursor = 0;
-        for (cKynFile* file = list.firstUsedFile(cursor); file != nullptr; file = list.nextUsedFile(cursor))
+        for (cKynFile* file = usedOnly ? list.firstUsedFile(cursor) : list.firstFile(cursor); file != nullptr;
+             file = usedOnly ? list.nextUsedFile(cursor) : list.nextFile(cursor))
             result.push_back(file->extractName());
         return result;
     }
@@ -59,7 +53,7 @@ TEST(cKynFileList, WalksGoOverAllFilesOrOverTheUsedOnes)
 {
     sList files(5, {1, 2, 4});
     EXPECT_EQ((std::vector<std::string>{"f0", "f1", "f2", "f3", "f4"}), files.names());
-    EXPECT_EQ((std::vector<std::string>{"f1", "f2", "f4"}), files.usedNames());
+    EXPECT_EQ((std::vector<std::string>{"f1", "f2", "f4"}), files.names(true));
     EXPECT_EQ(3u, files.list.getUsedFileNumber());
     EXPECT_EQ("f3", files.list.getFile(3)->extractName());
 
@@ -71,7 +65,7 @@ TEST(cKynFileList, WalksGoOverAllFilesOrOverTheUsedOnes)
 
     files.list.clearUsedFiles();
     EXPECT_EQ(0u, files.list.getUsedFileNumber());
-    EXPECT_TRUE(files.usedNames().empty());
+    EXPECT_TRUE(files.names(true).empty());
     EXPECT_EQ(5u, files.list.getFilesNumber()) << "the files stay in the list";
 }
 

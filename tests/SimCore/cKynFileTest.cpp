@@ -4,6 +4,7 @@
 #include "StoreKit/cConfigurationReader.h"
 #include "tests/support/cRecordingSinks.h"
 #include "tests/support/cResultWorld.h"
+#include "tests/support/cTestHelpers.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -42,6 +43,13 @@ struct sKynFileWorld
     sResultWorld world;
     cOpenAlgorithm algorithm;
 };
+
+cConfigurationGroup settings(std::string const& text)
+{
+    cConfigurationGroup group;
+    cConfigurationReader::read(text, "list.fls", group);
+    return group;
+}
 
 std::vector<std::string> texts(structTTF const& ttf)
 {
@@ -112,17 +120,8 @@ TEST(cKynFile, NewFileExpectsNoFireForEachFileLinkedEventOnly)
         EXPECT_EQ(1.0f, ttf->weight);
     }
     EXPECT_EQ(nullptr, file->tryFindStructTTF(b));
-    try
-    {
-        file->findStructTTF(b);
-        FAIL() << "an event without expectations throws";
-    }
-    catch (cStructTTFSearchedException const& e)
-    {
-        EXPECT_STREQ("Expected time to fire not found.", e.what());
-        EXPECT_EQ("SimCore/cKynFile", e.getSourceFile());
-        EXPECT_EQ("cKynFile::findStructTTF", e.getFunction());
-    }
+    EXPECT_EQ("cStructTTFSearchedException|cKynFile::findStructTTF|Expected time to fire not found.",
+              failureOf([&] { file->findStructTTF(b); }));
     EXPECT_EQ(0x4639ff, file->getColor());
 
     myActiveAlgorithm = nullptr;
@@ -134,15 +133,14 @@ TEST(cKynFile, LoadTTFSettingsStopsAtAnUnknownEventAndKeepsWhatCameBefore)
     sKynFileWorld w;
     cKynFile* const file = w.world.addCrash("/data/crash_01.csh");
     EXPECT_TRUE(file->loadTTFSettings(nullptr));
-    cConfigurationGroup group;
-    cConfigurationReader::read("Time Event Settings {\nTime Event = C\nMinimum Value = 10\nOptimum = NF\n"
-                               "Maximum Value = NotDef\nWeight = 0.5\n}\n"
-                               "Other {\nTime Event = A\n}\n"
-                               "Time Event Settings {\nTime Event = Z\nMinimum Value = 1\nOptimum = 2\n"
-                               "Maximum Value = 3\nWeight = 1\n}\n"
-                               "Time Event Settings {\nTime Event = A\nMinimum Value = 1\nOptimum = 2\n"
-                               "Maximum Value = 3\nWeight = 2\n}\n",
-                               "list.fls", group);
+    cConfigurationGroup group =
+        settings("Time Event Settings {\nTime Event = C\nMinimum Value = 10\nOptimum = NF\n"
+                 "Maximum Value = NotDef\nWeight = 0.5\n}\n"
+                 "Other {\nTime Event = A\n}\n"
+                 "Time Event Settings {\nTime Event = Z\nMinimum Value = 1\nOptimum = 2\n"
+                 "Maximum Value = 3\nWeight = 1\n}\n"
+                 "Time Event Settings {\nTime Event = A\nMinimum Value = 1\nOptimum = 2\n"
+                 "Maximum Value = 3\nWeight = 2\n}\n");
     EXPECT_FALSE(file->loadTTFSettings(&group));
     structTTF* const c = file->findStructTTF(w.algorithm.timeEvent("C"));
     EXPECT_EQ((std::vector<std::string>{"200", "-1", "-2"}), texts(*c));
@@ -154,20 +152,16 @@ TEST(cKynFile, LoadTTFSettingsStopsAtAnUnknownEventAndKeepsWhatCameBefore)
 
     // B is known to the algorithm but not file-linked: no entry, so the list is refused too; a missing
     // key likewise.
-    cConfigurationGroup notLinked;
-    cConfigurationReader::read("Time Event Settings {\nTime Event = B\nMinimum Value = 1\nOptimum = 2\n"
-                               "Maximum Value = 3\nWeight = 1\n}\n",
-                               "list.fls", notLinked);
-    EXPECT_FALSE(file->loadTTFSettings(&notLinked));
-    cConfigurationGroup missing;
-    cConfigurationReader::read("Time Event Settings {\nTime Event = A\nMinimum Value = 1\nOptimum = 2\n}\n",
-                               "list.fls", missing);
-    EXPECT_FALSE(file->loadTTFSettings(&missing));
-
-    cConfigurationGroup good;
-    cConfigurationReader::read("Time Event Settings {\nTime Event = A\nMinimum Value = 1\nOptimum = -2\n"
-                               "Maximum Value = late\nWeight = 3\n}\n",
-                               "list.fls", good);
+    for (std::string const text :
+         {"Time Event = B\nMinimum Value = 1\nOptimum = 2\nMaximum Value = 3\nWeight = 1\n",
+          "Time Event = A\nMinimum Value = 1\nOptimum = 2\n"})
+    {
+        cConfigurationGroup refused = settings("Time Event Settings {\n" + text + "}\n");
+        EXPECT_FALSE(file->loadTTFSettings(&refused)) << text;
+    }
+    cConfigurationGroup good =
+        settings("Time Event Settings {\nTime Event = A\nMinimum Value = 1\nOptimum = -2\n"
+                 "Maximum Value = late\nWeight = 3\n}\n");
     EXPECT_TRUE(file->loadTTFSettings(&good));
     EXPECT_EQ((std::vector<std::string>{"20", "-2", "S:late"}), texts(*a));
     EXPECT_EQ(3.0f, a->weight);

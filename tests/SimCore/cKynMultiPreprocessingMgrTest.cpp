@@ -6,9 +6,9 @@
 #include "tests/support/cRecordingSinks.h"
 #include "tests/support/cResultWorld.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <string>
-#include <tuple>
 #include <vector>
 
 namespace
@@ -31,20 +31,18 @@ std::vector<std::string> names(cKynMultiPreprocessingMgr const& manager)
     return result;
 }
 
-typedef std::vector<std::tuple<bool, uint32_t, uintptr_t, intptr_t>> tMessages;
-
-// Each message as (sent, id, item, 0).
-tMessages messages(cRecordingHostWindow const& host)
+// Each message as "sent|posted id item lParam", the item named by its index in `items`.
+std::vector<std::string> messages(cRecordingHostWindow const& host, tItems const& items)
 {
-    tMessages result;
+    std::vector<std::string> result;
     for (auto const& m : host.messages())
-        result.emplace_back(m.sent, m.message, m.wParam, m.lParam);
+    {
+        auto const item =
+            std::find(items.begin(), items.end(), reinterpret_cast<cKynMultiPreprocessingItem*>(m.wParam));
+        result.push_back((m.sent ? "sent " : "posted ") + std::to_string(m.message) + " " +
+                         std::to_string(item - items.begin()) + " " + std::to_string(m.lParam));
+    }
     return result;
-}
-
-std::tuple<bool, uint32_t, uintptr_t, intptr_t> sent(uint32_t id, cKynMultiPreprocessingItem const* item)
-{
-    return {true, id, reinterpret_cast<uintptr_t>(item), 0};
 }
 
 std::vector<std::string> errors(cRecordingMessageSink const& sink)
@@ -110,10 +108,9 @@ TEST(cKynMultiPreprocessingMgr, AddingAndRemovingTellTheHostWithTheItem)
 
     manager.removeAllItems();
     EXPECT_EQ(0u, manager.getItemCount());
-    EXPECT_EQ(
-        (tMessages{sent(2536, items[0]), sent(2536, items[1]), sent(2536, items[2]), sent(2536, items[3]),
-                   sent(2537, items[1]), sent(2537, items[3]), sent(2537, items[0]), sent(2537, items[2])}),
-        messages(host));
+    EXPECT_EQ((std::vector<std::string>{"sent 2536 0 0", "sent 2536 1 0", "sent 2536 2 0", "sent 2536 3 0",
+                                        "sent 2537 1 0", "sent 2537 3 0", "sent 2537 0 0", "sent 2537 2 0"}),
+              messages(host, items));
 }
 
 TEST(cKynMultiPreprocessingMgr, RemoveAllItemsLeavesTheSelectedItemsFilesToTheLiveModules)
@@ -210,7 +207,6 @@ TEST(cKynMultiPreprocessingMgr, ADeletedItemLeavesEveryTestsMaintainDataSet)
 TEST(cKynMultiPreprocessingMgr, ItemCutsStepCountsToTheirLow32Bits)
 {
     cKynMultiPreprocessingItem item("Front");
-    EXPECT_EQ("", item.getDriftsData()->getName());
     unsigned long long files = 0x100000005ULL, mechanical = 6, electronic = 0xFFFFFFFFULL,
                        acquisition = 0x200000000ULL, algorithm = 9;
     item.setStepsPointNumber(files, mechanical, electronic, acquisition, algorithm);

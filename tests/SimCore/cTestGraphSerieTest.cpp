@@ -110,8 +110,6 @@ TEST(cTestGraphSerie, CurveOverTimeFollowsRateT0AndFactorAndLsbShowsRawValues)
     EXPECT_EQ((std::vector<float>{3.0f, 5.0f, 7.0f}), column(converted, kNomT));
     EXPECT_EQ((std::vector<float>{3.0f, 5.0f, 7.0f}), column(converted, kNomX));
     EXPECT_EQ((std::vector<float>{0.9f, 1.3f, -2.0f}), column(converted, kNomY));
-    EXPECT_EQ(0x123456u, converted->getColor());
-    EXPECT_TRUE(converted->getUseDefaultColor());
     EXPECT_EQ(0u, converted->getMinSerieSize());
     EXPECT_EQ(0u, converted->getMaxSerieSize());
 

@@ -67,11 +67,25 @@ struct sSquareStage
     cTimeEventValuesForOneFile* entry = nullptr;
 };
 
-std::vector<float> lines(cTestGraphSquare const& square)
+// The x1 of each mark, or all its corners (x1, x2, y1, y2) one mark after the other.
+std::vector<float> lines(cTestGraphSquare const& square, bool corners = false)
 {
     std::vector<float> out;
     for (unsigned int i = 0; i < square.getMarks().size(); ++i)
-        out.push_back(square.getMarks()[i].x1);
+    {
+        auto const& mark = square.getMarks()[i];
+        out.insert(out.end(), {mark.x1, mark.x2, mark.y1, mark.y2});
+        out.resize(corners ? out.size() : out.size() - 3);
+    }
+    return out;
+}
+
+// Minimum, optimum and maximum expected times; an unset one reads -99.
+std::vector<float> expected(cTestGraphSquare const& square)
+{
+    std::vector<float> out;
+    for (ETtfKind kind : {eTtfMinimum, eTtfOptimum, eTtfMaximum})
+        out.push_back(square.isExpectedTimeSet(kind) ? square.getExpectedTime(kind) : -99.0f);
     return out;
 }
 
@@ -99,11 +113,7 @@ TEST(cTestGraphSquare, VerticalLineMarksEachIterationWithExpectedTimesFromTheEnt
     EXPECT_TRUE(square->isComputedOnce());
     EXPECT_EQ(stage.algorithm.timeEvent("Entry"), square->getReferenceTimeEvent());
     EXPECT_EQ((std::vector<float>{23.0f}), lines(*square));
-    EXPECT_FALSE(square->isExpectedTimeSet(eTtfMinimum));
-    EXPECT_TRUE(square->isExpectedTimeSet(eTtfOptimum));
-    EXPECT_EQ(-1.0f, square->getExpectedTime(eTtfOptimum));
-    EXPECT_TRUE(square->isExpectedTimeSet(eTtfMaximum));
-    EXPECT_EQ(28.0f, square->getExpectedTime(eTtfMaximum));
+    EXPECT_EQ((std::vector<float>{-99, -1, 28}), expected(*square));
 
     // Later iterations add their mark; the expectations were read once. A no-fire adds nothing.
     stage.expect("5", "6", "7");
@@ -112,23 +122,21 @@ TEST(cTestGraphSquare, VerticalLineMarksEachIterationWithExpectedTimesFromTheEnt
     stage.ttf->setForced(-1);
     square->computeResults();
     EXPECT_EQ((std::vector<float>{23.0f, 28.0f}), lines(*square));
-    EXPECT_EQ(28.0f, square->getExpectedTime(eTtfMaximum));
+    EXPECT_EQ((std::vector<float>{-99, -1, 28}), expected(*square));
     EXPECT_EQ(23.0f, square->getX1());
     EXPECT_EQ(28.0f, square->getX2());
 
     // A new run without entry adjust: times from 0, and a value that is not defined is left unset.
     square->reset(true);
     EXPECT_FALSE(square->hasPoints());
-    EXPECT_FALSE(square->isExpectedTimeSet(eTtfOptimum));
+    EXPECT_EQ((std::vector<float>{-99, -99, -99}), expected(*square));
     EXPECT_EQ(nullptr, square->getReferenceTimeEvent());
     stage.timeTest.setEntryAdjusted(false);
     stage.expect("Not Defined", "12.5", "-1");
     stage.ttf->setForced(150);
     square->computeResults();
     EXPECT_EQ((std::vector<float>{15.0f}), lines(*square));
-    EXPECT_FALSE(square->isExpectedTimeSet(eTtfMinimum));
-    EXPECT_EQ(12.5f, square->getExpectedTime(eTtfOptimum));
-    EXPECT_EQ(-1.0f, square->getExpectedTime(eTtfMaximum));
+    EXPECT_EQ((std::vector<float>{-99, 12.5f, -1}), expected(*square));
 
     // An entry that did not fire: no mark, though the expectations are read.
     square->reset(true);
@@ -150,7 +158,7 @@ TEST(cTestGraphSquare, ZeroTimeOrNoGraphDrawsNoMarkAndAnUnlinkedEventHasNoExpect
     stage.entry->setForced(5);
     square->computeResults();
     EXPECT_EQ((std::vector<float>{0.5f}), lines(*square));
-    EXPECT_FALSE(square->isExpectedTimeSet(eTtfOptimum));
+    EXPECT_EQ((std::vector<float>{-99, -99, -99}), expected(*square));
 
     // The event at the entry itself is at 0 ms from it.
     stage.timeTest.setEntryAdjusted(true);
@@ -186,24 +194,16 @@ TEST(cTestGraphSquare, RectangleIsPlacedOnTheEnvelopeOfTheFirstSerie)
     serie->computeResults(stage.file, false, false);
     stage.ttf->setForced(15);
     square->computeResults();
-    ASSERT_EQ(1u, square->getMarks().size());
-    EXPECT_EQ(25.0f, square->getMarks()[0].x1);
-    EXPECT_EQ(25.0f, square->getMarks()[0].x2);
-    EXPECT_EQ(250.0f, square->getMarks()[0].y1);
-    EXPECT_EQ(250.0f, square->getMarks()[0].y2);
+    EXPECT_EQ((std::vector<float>{25, 25, 250, 250}), lines(*square, true));
     // A rectangle carries no expected times.
-    EXPECT_FALSE(square->isExpectedTimeSet(eTtfOptimum));
+    EXPECT_EQ((std::vector<float>{-99, -99, -99}), expected(*square));
 
     // A second iteration widens the envelope: minimum (25, 240), maximum (27, 250) at 1.5 ms.
     fill(speed, {12.0f, 22.0f, 32.0f});
     fill(acc, {90.0f, 190.0f, 290.0f});
     serie->computeResults(stage.file, false, false);
     square->computeResults();
-    ASSERT_EQ(2u, square->getMarks().size());
-    EXPECT_EQ(25.0f, square->getMarks()[1].x1);
-    EXPECT_EQ(27.0f, square->getMarks()[1].x2);
-    EXPECT_EQ(240.0f, square->getMarks()[1].y1);
-    EXPECT_EQ(250.0f, square->getMarks()[1].y2);
+    EXPECT_EQ((std::vector<float>{25, 25, 250, 250, 25, 27, 240, 250}), lines(*square, true));
     EXPECT_EQ(240.0f, square->getY1());
     EXPECT_EQ(27.0f, square->getX2());
 }

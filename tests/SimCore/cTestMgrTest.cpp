@@ -8,32 +8,32 @@
 #include <string>
 #include <vector>
 
-TEST(cTestMgr, StartsWithItsNameAndEveryFlagOff)
+namespace
+{
+std::vector<std::string> pathTexts(cTestMgr const& test)
+{
+    return {test.getPathText(0), test.getPathText(1), test.getPathText(2), test.getPathText(3)};
+}
+} // namespace
+
+// The report generator reads the path texts by index, in an order that is not the setter's.
+TEST(cTestMgr, StartsWithEveryFlagOffAndPathTextsGoWhereTheReportGeneratorReadsThem)
 {
     cTestMgr test("Front crash");
     EXPECT_EQ("Front crash", test.getTestName());
     EXPECT_EQ("Test", test.getLogger().getTraceName());
     EXPECT_FALSE(test.getHotPointsEnabled() || test.getEntryAdjusted() || test.getCrashColor() ||
-                 test.getLSB());
-    EXPECT_FALSE(test.isPathInformationSet());
+                 test.getLSB() || test.isPathInformationSet());
     EXPECT_EQ("Generate Excel", test.getGenerationLabel());
     EXPECT_EQ(nullptr, test.getFirstMaintainDataMppItem());
-}
 
-TEST(cTestMgr, PathTextsGoWhereTheReportGeneratorReadsThem)
-{
-    cTestMgr test("T");
     test.setPathInformationGeneration("a", "b", "c", "d");
     EXPECT_TRUE(test.isPathInformationSet());
-    EXPECT_EQ((std::vector<std::string>{"a", "d", "c", "b"}),
-              (std::vector<std::string>{test.getPathText(0), test.getPathText(1), test.getPathText(2),
-                                        test.getPathText(3)}));
+    EXPECT_EQ((std::vector<std::string>{"a", "d", "c", "b"}), pathTexts(test));
     cTestMgr csv("T");
     csv.setCSVPathInformationGeneration("x", "y", "Generate CSV");
     EXPECT_TRUE(csv.isPathInformationSet());
-    EXPECT_EQ((std::vector<std::string>{"", "y", "x", ""}),
-              (std::vector<std::string>{csv.getPathText(0), csv.getPathText(1), csv.getPathText(2),
-                                        csv.getPathText(3)}));
+    EXPECT_EQ((std::vector<std::string>{"", "y", "x", ""}), pathTexts(csv));
     EXPECT_EQ("Generate CSV", csv.getGenerationLabel());
 }
 
