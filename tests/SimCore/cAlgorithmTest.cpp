@@ -34,19 +34,29 @@ struct sStage
     sResultWorld world;
     cOpenAlgorithm algorithm;
 };
+
+// A used and an unused criterion of one crash file, ready for an iteration at 1000 Hz.
+struct sCriteriaStage : sStage
+{
+    sCriteriaStage() : sStage("Criterion {\nName = Used\n}\nCriterion {\nName = Unused\n}\n", "")
+    {
+        algorithm.criterion("Used")->forceUse(true);
+        startIteration();
+        used = algorithm.criterion("Used")->getActiveCriterionValuesForOneFile();
+        unused = algorithm.criterion("Unused")->getActiveCriterionValuesForOneFile();
+        algorithm.m_samplingRate = 1000.0f;
+    }
+    cCriterionValuesForOneFile* used = nullptr;
+    cCriterionValuesForOneFile* unused = nullptr;
+};
 } // namespace
 
 TEST(cAlgorithm, CriterionWriterStoresTheDummyFirstAndDerivesTheRateAtTheThirdElement)
 {
-    sStage stage("Criterion {\nName = Used\n}\nCriterion {\nName = Unused\n}\n", "");
+    sCriteriaStage stage;
     cOpenAlgorithm& algorithm = stage.algorithm;
-    algorithm.criterion("Used")->forceUse(true);
-    stage.startIteration();
-    cCriterionValuesForOneFile* const used =
-        algorithm.criterion("Used")->getActiveCriterionValuesForOneFile();
-    cCriterionValuesForOneFile* const unused =
-        algorithm.criterion("Unused")->getActiveCriterionValuesForOneFile();
-    algorithm.m_samplingRate = 1000.0f;
+    cCriterionValuesForOneFile* const used = stage.used;
+    cCriterionValuesForOneFile* const unused = stage.unused;
     algorithm.m_t0 = 500;
 
     // Fed at every second step from step 4: the curve's T0 counts whole seconds from the stage's, and
@@ -82,15 +92,10 @@ TEST(cAlgorithm, CriterionWriterStoresTheDummyFirstAndDerivesTheRateAtTheThirdEl
 
 TEST(cAlgorithm, ConstantCriterionSpansTheFileAndNeedsTwoSteps)
 {
-    sStage stage("Criterion {\nName = Used\n}\nCriterion {\nName = Unused\n}\n", "");
+    sCriteriaStage stage;
     cOpenAlgorithm& algorithm = stage.algorithm;
-    algorithm.criterion("Used")->forceUse(true);
-    stage.startIteration();
-    cCriterionValuesForOneFile* const used =
-        algorithm.criterion("Used")->getActiveCriterionValuesForOneFile();
-    cCriterionValuesForOneFile* const unused =
-        algorithm.criterion("Unused")->getActiveCriterionValuesForOneFile();
-    algorithm.m_samplingRate = 1000.0f;
+    cCriterionValuesForOneFile* const used = stage.used;
+    cCriterionValuesForOneFile* const unused = stage.unused;
     algorithm.m_t0 = 300;
     algorithm.m_sampleCount = 1;
     algorithm.setConstant2PointsCriterion(used, 4.0f);
