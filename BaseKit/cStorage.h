@@ -146,6 +146,10 @@ public:
     // Appends value. Grows by the growth step, or by one element when that much memory is not
     // available; throws cMemoryAllocationFailed, leaving the list as it was, when neither is.
     void add(T value);
+    // Makes room for at least capacity elements in one step, so that a loop that knows its count
+    // appends without growing; a smaller capacity changes nothing. cMemoryAllocationFailed, with
+    // the list as it was, when the memory is not there.
+    void reserve(unsigned int capacity);
 
     T& operator[](unsigned int index) { return m_data[index]; }
     T const& operator[](unsigned int index) const { return m_data[index]; }
@@ -241,6 +245,17 @@ template <class T> T* cStorage<T>::allocateCopy(cStorage const& other, char cons
         throw cMemoryAllocationFailed("BaseKit/cStorage", functionText(operation).c_str(), line);
     std::memcpy(static_cast<void*>(data), other.m_data, bytes);
     return data;
+}
+
+template <class T> void cStorage<T>::reserve(unsigned int capacity)
+{
+    if (capacity <= m_capacity)
+        return;
+    void* const grown = cStorageAllocator::reallocate(m_data, std::size_t(capacity) * m_elementSize);
+    if (grown == nullptr)
+        throw cMemoryAllocationFailed("BaseKit/cStorage", functionText("reserve").c_str(), __LINE__);
+    m_data = static_cast<T*>(grown);
+    m_capacity = capacity;
 }
 
 template <class T> void cStorage<T>::add(T value)

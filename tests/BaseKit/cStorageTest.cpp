@@ -79,6 +79,13 @@ TEST(cStorage, AddGrowsToTheStepThenByItOrByOneElementWhenMemoryIsShort)
     stepless.add(7);
     stepless.add(8);
     EXPECT_EQ(stepless.getCapacity(), 2u);
+
+    // reserve grows in one step and never shrinks; the elements stay.
+    stepless.reserve(40);
+    EXPECT_EQ(stepless.getCapacity(), 40u);
+    stepless.reserve(3);
+    EXPECT_EQ(stepless.getCapacity(), 40u);
+    EXPECT_EQ(elements(stepless), (std::vector<unsigned int>{7, 8}));
 }
 
 TEST(cStorage, CopyTakesExactlyTheElementsAndAssignmentKeepsALargeEnoughBuffer)
@@ -179,7 +186,8 @@ TEST(cStorage, AllocationFailuresLeaveTheListAsItWas)
           sCase{2, [&] { channels.add(nullptr); }, "cMemoryAllocationFailed cStorage<class cChannel *>::add"},
           sCase{1, [&] { cStorage<unsigned int> copied(list); },
                 "cMemoryAllocationFailed cStorage<unsigned int>::cStorage"},
-          sCase{1, [&] { target = list; }, "cMemoryAllocationFailed cStorage<unsigned int>::operator ="}})
+          sCase{1, [&] { target = list; }, "cMemoryAllocationFailed cStorage<unsigned int>::operator ="},
+          sCase{1, [&] { list.reserve(100); }, "cMemoryAllocationFailed cStorage<unsigned int>::reserve"}})
     {
         cStorageAllocator::failNextAllocations(failures);
         EXPECT_EQ(failure(call), text);
