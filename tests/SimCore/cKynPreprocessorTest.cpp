@@ -1,0 +1,385 @@
+#include "SimCore/cKynPreprocessor.h"
+
+#include "CalcKit/CPreProcessor.h"
+#include "StoreKit/cConfigurationWriter.h"
+#include "tests/support/cResultWorld.h"
+#include "tests/support/cTestHelpers.h"
+#include "tests/support/cTestStage.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace
+{
+// A CalcKit object that counts what is asked of it: out = gain (its first parameter, 1 without) * in,
+// and, when told, a computed value for one parameter that it flags as changed.
+class cProbeCalc : public CPreProcessor
+{
+public:
+    cProbeCalc(std::string const& name, std::string const& type) : CPreProcessor(name, type) {}
+    void reset() override
+    {
+        ++resets;
+        CPreProcessor::reset();
+    }
+    void UpdateParameters() override { setParameter(1, feedBack); }
+    cStorage<char> const* getChangedParameterFlags() const override
+    {
+        return flags.empty() ? nullptr : &flags;
+    }
+
+    int resets = 0;
+    mpf_class feedBack = 0;
+    cStorage<char> flags;
+
+protected:
+    void process(cSignalStorage<float> const& in, cSignalStorage<float>& out, cStorage<char>& status,
+                 unsigned int) override
+    {
+        float const gain = getParameterCount() != 0 ? float(parameterValue(0)) : 1.0f;
+        for (unsigned int k = 0; k < in.size(); ++k, status.add(0))
+            out.add(in[k] * gain);
+    }
+};
+
+// A preprocessor whose CalcKit object is the probe.
+struct cProbe : cKynPreprocessor
+{
+    cProbe(cConfigurationGroup* group, cDriftManager* owner) : cKynPreprocessor(group, owner, "")
+    {
+        calc = new cProbeCalc(getName(), getType());
+        delete m_preprocessor;
+        m_preprocessor = calc;
+    }
+    cProbeCalc* calc;
+};
+
+class cOpenChainMgr : public cPreprocessorChainMgr
+{
+public:
+    using cPreprocessorChainMgr::Calculate;
+};
+
+std::string prep(std::string const& name, std::string const& in, std::string const& out,
+                 std::string const& parameters = "Parameter {\nValue = 2\n}\n", std::string const& extra = "")
+{
+    return "Preprocessor {\nName = " + name + "\nType = Gain\n" + extra +
+           "Starting Criteria {\nName = " + in + "\n}\nFinal Criteria {\nName = " + out +
+           "\n}\nParameters List {\n" + parameters + "}\n}\n";
+}
+
+struct sPrep
+{
+    sPrep()
+    {
+        std::string criteria;
+        for (char const* name : {"In", "S1", "S2", "S3", "S4", "Out", "SA", "SB", "OC1", "OC2"})
+            criteria += std::string("Criterion {\nName = ") + name + "\n}\n";
+        stage->loadCriteria(criteria);
+        stage->loadParameters(
+            "Parameter {\nName = K\nDefault = 1\nMaximum Value = 100\nMinimum Value = -100\n}\n"
+            "Parameter {\nName = L\nDefault = 4\nMaximum Value = 100\nMinimum Value = -100\n}\n");
+    }
+    // The groups are kept: chained processors read their "Previous" links from them.
+    cConfigurationGroup* read(std::string const& text)
+    {
+        config.clear();
+        cConfigurationReader::read("\n" + text, "stage.prp", config);
+        return &config;
+    }
+    cConfigurationGroup* first(std::string const& text) { return read(text)->GetConfigurationGroups()[0]; }
+    std::vector<float> values(std::string const& criterion)
+    {
+        cSignalStorage<float> const& list =
+            stage->criterion(criterion)->getActiveCriterionValuesForOneFile()->getIterationValueList();
+        return std::vector<float>(list.data(), list.data() + list.size());
+    }
+    void feed(std::vector<float> const& samples)
+    {
+        for (float sample : samples)
+            stage->criterion("In")->getActiveCriterionValuesForOneFile()->getIterationValueList().add(sample);
+    }
+
+    sResultWorld world;
+    std::unique_ptr<cTestStage> stage = std::make_unique<cTestStage>();
+    cConfigurationGroup config;
+};
+
+// A group with empty criteria lists (or the given "Name = ..." lines) and no parameter.
+std::string bare(std::string const& name, std::string const& type, std::string const& in,
+                 std::string const& out)
+{
+    return "Preprocessor {\nName = " + name + "\nType = " + type + "\nStarting Criteria {\n" + in +
+           "\n}\nFinal Criteria {\n" + out + "\n}\nParameters List {\n}\n}\n";
+}
+
+std::vector<double> parameters(CPreProcessor const& calc)
+{
+    std::vector<double> values;
+    for (unsigned int i = 0; i < calc.getParameterCount(); ++i)
+        values.push_back(calc.getParameter(i).get_d());
+    return values;
+}
+
+std::string const kSuffix = "\nIn group: Preprocessor, Line: 2";
+} // namespace
+
+TEST(cKynPreprocessor, ConfigurationFailuresNameTheGroupAndLineAndGiveBackTheCriteria)
+{
+    sPrep s;
+    auto make = [&s](std::string const& text)
+    { return failureOf([&] { cKynPreprocessor p(s.first(text), s.stage.get(), ""); }); };
+    EXPECT_EQ("cMissingItem|cConfigurationGroup::findItem|Missing key \"Type\".\nIn group \"Preprocessor\" "
+              "(line 2) "
+              "of file \"stage.prp\"." +
+                  kSuffix,
+              make("Preprocessor {\nName = P\n}\n"));
+    EXPECT_EQ("cBadReference|cBasicParameterMgr::getParameter|Bad reference: Nope" + kSuffix,
+              make(prep("P", "In", "Nope")));
+    // The criteria are read before the type: a failing type must give their links back.
+    EXPECT_EQ("cGenericException|createPreProcessor|Preprocessor \"P\" of type \"Foo\": unknown preprocessor "
+              "type." +
+                  kSuffix,
+              make(bare("P", "Foo", "Name = In", "Name = Out")));
+    EXPECT_EQ(1, s.stage->criterion("In")->getLinksNumber());
+    std::string const filter = bare("F", "Digital Filter", "", "");
+    EXPECT_NE(std::string::npos, make(filter).find("Missing key \"Filter\""));
+    EXPECT_EQ(
+        "cGenericException|createPreProcessor|Preprocessor \"F\" of type \"Digital Filter\": the filter type "
+        "is not available yet." +
+            kSuffix,
+        make(filter.substr(0, filter.size() - 2) + "Filter = low.dft\n}\n"));
+
+    cKynPreprocessor p(s.first(prep("P", "In", "Out")), s.stage.get(), "");
+    EXPECT_THROW(p.setConfiguration(s.first(bare("Q", "Bar", "", "")), ""), cGenericException);
+    EXPECT_EQ("NULL", p.getType()) << "a failed reconfiguration leaves no CalcKit object";
+    EXPECT_EQ("", p.getName());
+}
+
+TEST(cKynPreprocessor, ParametersKeepTheirOrderAndOnlyDriftParametersAreWalked)
+{
+    sPrep s;
+    cRecordingTraceSink trace(4);
+    cProbe p(s.first(prep("P", "In", "Out",
+                          "Parameter {\nValue = +(1, 2)\n}\nParameter {\nName = K\n}\n"
+                          "Parameter {\nValue = 7\n}\nParameter {\nName = L\n}\n",
+                          "Mandatory = 1\n")),
+             s.stage.get());
+    EXPECT_EQ((std::vector<std::string>{"cKynPreprocessor::setConfiguration L621", "Drift parameter added: K",
+                                        "Drift parameter added: L", "All drift parameters configured",
+                                        "cKynPreprocessor::setConfiguration L621"}),
+              trace.texts());
+    EXPECT_TRUE(p.isMandatory());
+    p.prepareForTest();
+    EXPECT_EQ((std::vector<double>{3, 1, 7, 4}), parameters(*p.calc));
+    unsigned int i = 0;
+    EXPECT_EQ(s.stage->parameter("K"), p.firstParameter(i));
+    EXPECT_EQ(1u, i);
+    EXPECT_EQ(s.stage->parameter("L"), p.nextParameter(i));
+    EXPECT_EQ(nullptr, p.nextParameter(i));
+    // Only the drift parameters carry a processed mark.
+    s.stage->endOfIteration();
+    EXPECT_TRUE(p.isProcessed());
+    s.stage->parameter("L")->setProcessed(false);
+    EXPECT_FALSE(p.isProcessed());
+}
+
+TEST(cKynPreprocessor, ReloadResetsOnceOnARealChangeAndFlaggedDriftParametersTakeTheFedBackValue)
+{
+    sPrep s;
+    cProbe p(s.first(prep("P", "In", "Out", "Parameter {\nName = K\n}\nParameter {\nName = L\n}\n")),
+             s.stage.get());
+    s.stage->changeFile();
+    p.changeFile();
+    p.prepareForTest();
+    p.ReloadParametersToPreprocessor();
+    EXPECT_EQ(1, p.calc->resets) << "same values: no reset";
+    s.stage->parameter("K")->setRawValue(5, true, true);
+    s.stage->parameter("L")->setRawValue(6, true, true);
+    s.feed({0, 1, 2});
+    cStorage<char> status;
+    p.Calculate(status);
+    EXPECT_EQ(2, p.calc->resets) << "two changes, one reset";
+    EXPECT_EQ((std::vector<float>{0, 5, 10}), s.values("Out"));
+    EXPECT_EQ(3u, status.size());
+    EXPECT_TRUE(p.getFinalCriterionValuesForOneFile(0)->hasPoints());
+    EXPECT_EQ(nullptr, p.getFinalCriterionValuesForOneFile(1));
+
+    p.calc->feedBack = 9;
+    p.calc->flags.add(0);
+    p.calc->flags.add(1);
+    p.UpdateParametersFromPreprocessor();
+    cDriftParameter* const l = s.stage->parameter("L");
+    mpf_class raw;
+    l->getRawValue(raw);
+    EXPECT_EQ((std::vector<double>{9, 9, 9, 9, 9}),
+              (std::vector<double>{raw.get_d(), l->getMaximumValue().get_d(), l->getMinimumValue().get_d(),
+                                   l->getUsedMaximumValue().get_d(), l->getUsedMinimumValue().get_d()}));
+    EXPECT_EQ((std::vector<double>{5, 9}), parameters(*p.calc)) << "an unflagged parameter stays";
+}
+
+TEST(cKynPreprocessor, SharedCriteriaHoldALinkPerHolderWhicheverOwnerGoesFirst)
+{
+    for (bool stageFirst : {true, false})
+    {
+        sPrep s;
+        auto mgr = std::make_unique<cPreprocessorMgr>();
+        mgr->loadPreprocessors(s.read(prep("A", "In", "S1") + prep("B", "S1", "Out")), "", s.stage.get());
+        EXPECT_EQ(2, s.stage->criterion("In")->getLinksNumber());
+        EXPECT_EQ(3, s.stage->criterion("S1")->getLinksNumber());
+        s.stage->changeFile();
+        mgr->changeFile();
+        cCriterionValuesForOneFile* const shared =
+            mgr->getParameter("A")->getFinalCriterionValuesForOneFile(0);
+        EXPECT_NE(nullptr, shared);
+        EXPECT_EQ(shared, mgr->getParameter("B")->getStartingCriterionValuesForOneFile(0));
+        // The sanitizer run checks that the last holder deletes each criterion exactly once.
+        if (stageFirst)
+            s.stage.reset();
+        mgr.reset();
+    }
+}
+
+TEST(cPreprocessorMgr, ReEntryRunsFromTheEntryIndexAndLeavesTheEarlierOutputs)
+{
+    sPrep s;
+    cPreprocessorMgr mgr;
+    mgr.loadPreprocessors(s.read(prep("A", "In", "S1") + prep("B", "S1", "S2") +
+                                 prep("C", "S2", "S3", "Parameter {\nName = K\n}\n") + prep("D", "S3", "S4") +
+                                 prep("E", "S4", "Out")),
+                          "", s.stage.get());
+    s.stage->changeFile();
+    mgr.changeFile();
+    mgr.prepareForTest();
+    s.feed({0, 1, 2});
+    cStorage<char> mask;
+    EXPECT_TRUE(mgr.Calculate(0, mask));
+    EXPECT_EQ((std::vector<float>{0, 16, 32}), s.values("Out"));
+
+    s.stage->endOfIteration();
+    s.stage->parameter("K")->setRawValue(3, true, true);
+    s.stage->parameter("K")->setProcessed(false);
+    for (char const* name : {"S3", "S4", "Out"})
+        s.stage->criterion(name)->prepareForTest();
+    EXPECT_TRUE(mgr.Calculate(2, mask));
+    // A second run of A or B would have appended behind their outputs.
+    EXPECT_EQ((std::vector<float>{0, 2, 4}), s.values("S1"));
+    EXPECT_EQ((std::vector<float>{0, 4, 8}), s.values("S2"));
+    EXPECT_EQ((std::vector<float>{0, 48, 96}), s.values("Out"));
+    EXPECT_EQ(3u, mask.size());
+
+    EXPECT_EQ("cBadListIndex|cPreprocessorMgr::Calculate|List index out of range.",
+              failureOf([&] { mgr.Calculate(5, mask); }));
+    EXPECT_EQ(0u, mask.size()) << "the mask is emptied before the index is checked";
+}
+
+TEST(cPreprocessorChainMgr, PassesPlaceProcessorsListedBeforeTheirPreviousAndLogTheRegistrations)
+{
+    sPrep s;
+    cRecordingTraceSink trace(3);
+    cPreprocessorChainMgr mgr;
+    mgr.loadPreprocessors(s.read(prep("B", "SA\nName = S1", "SB", "", "Previous = A\n") +
+                                 prep("A", "In", "SA") + prep("I", "In", "S1")),
+                          "", s.stage.get());
+    ASSERT_EQ(3u, mgr.getParameterListSize());
+    EXPECT_EQ("B", mgr.last()->getName());
+    ASSERT_EQ(2u, mgr.getInputProcessors().size());
+    EXPECT_EQ("A", mgr.getInputProcessors()[0]->getName());
+    EXPECT_EQ("I", mgr.getInputProcessors()[1]->getName());
+    EXPECT_EQ(mgr.last(), mgr.getInputProcessors()[0]->getFollowingProcessors()[0]);
+    std::string const added = " of type Gain is added to preprocessors list of object Stage";
+    EXPECT_EQ(
+        (std::vector<std::string>{"Preprocessor A" + added, "Starting criterion number 1 is In",
+                                  "Final criterion number 1 is SA", "Preprocessor I" + added,
+                                  "Starting criterion number 1 is In", "Final criterion number 1 is S1",
+                                  "Processor B is placed behind preprocessor A", "Preprocessor B" + added,
+                                  "Starting criterion number 1 is SA", "Starting criterion number 2 is S1",
+                                  "Final criterion number 1 is SB"}),
+        trace.texts());
+}
+
+TEST(cPreprocessorChainMgr, LoopsAndUnknownPreviousDeleteTheUnplacedAndNameThemOnePerLine)
+{
+    sPrep s;
+    cPreprocessorChainMgr mgr;
+    std::string const failure =
+        "cLoopInProcessorChainDetected|cPreprocessorChainMgr::loadPreprocessors|Loop or "
+        "unknown \"Previous\" in the processor chain:\n";
+    std::string const loop = prep("A", "S1", "S2", "", "Previous = B\n") + prep("I", "In", "S1") +
+                             prep("B", "S2", "S3", "", "Previous = A\n");
+    EXPECT_EQ(failure + "A\nB\n", failureOf([&] { mgr.loadPreprocessors(s.read(loop), "", s.stage.get()); }));
+    EXPECT_EQ(1u, mgr.getParameterListSize()) << "what was placed stays";
+    EXPECT_EQ(1, s.stage->criterion("S2")->getLinksNumber()) << "A and B gave their links back";
+
+    cPreprocessorChainMgr other;
+    EXPECT_EQ(failure + "X\n",
+              failureOf(
+                  [&] {
+                      other.loadPreprocessors(s.read(prep("X", "In", "Out", "", "Previous = Nobody\n")), "",
+                                              s.stage.get());
+                  }));
+    // Linking behind a processor the manager does not hold warns with the item's line, then fails.
+    cKynPreprocessorChained lone(s.first(prep("Z", "In", "Out", "", "Previous = A\n")), s.stage.get(), "");
+    EXPECT_FALSE(lone.isPreprocessorReadyForRegistration(&other));
+    EXPECT_THROW(lone.buildProcessorLink(&other), cBadReference);
+    ASSERT_EQ(1u, s.world.messages.entries().size());
+    EXPECT_EQ("warning", s.world.messages.entries()[0].kind);
+    EXPECT_EQ("Processor Z cannot be placed after processor A.\nError at line number: 5.\n",
+              s.world.messages.entries()[0].text);
+}
+
+TEST(cPreprocessorChainMgr, AJoinRunsOnceWhenItsLastInputHasRun)
+{
+    sPrep s;
+    cOpenChainMgr mgr;
+    mgr.loadPreprocessors(s.read(prep("A", "In", "SA") + prep("B", "In", "SB") +
+                                 prep("C", "SA\nName = SB", "OC1\nName = OC2", "Parameter {\nValue = 2\n}\n",
+                                      "Previous = A\nPrevious = B\n")),
+                          "", s.stage.get());
+    auto chained = [&mgr](char const* name)
+    { return dynamic_cast<cKynPreprocessorChained*>(mgr.getParameter(name)); };
+    s.stage->changeFile();
+    mgr.changeFile();
+    mgr.prepareForTest();
+    s.feed({0, 1});
+    cStorage<char> status;
+    chained("A")->Calculate(status);
+    EXPECT_EQ(0, chained("C")->getStatus()) << "C waits for B";
+    EXPECT_TRUE(s.values("OC1").empty());
+    chained("B")->Calculate(status);
+    EXPECT_EQ(1, chained("C")->getStatus());
+    EXPECT_EQ((std::vector<float>{0, 4}), s.values("OC2"));
+    chained("C")->Calculate(status);
+    EXPECT_EQ((std::vector<float>{0, 4}), s.values("OC1")) << "status 1: nothing runs again in this sample";
+    // A new wave sets every status back to 0 and starts from the inputs: C runs once more.
+    for (char const* name : {"SA", "SB", "OC1", "OC2"})
+        s.stage->criterion(name)->prepareForTest();
+    mgr.Calculate();
+    EXPECT_EQ((std::vector<float>{0, 4}), s.values("OC1"));
+}
+
+TEST(cPreprocessorChainMgr, BuildFileWritesWhatReadsBackAndNeverTheValuesOrMandatory)
+{
+    sPrep s;
+    cPreprocessorChainMgr mgr;
+    mgr.loadPreprocessors(
+        s.read(prep("A", "In", "S1", "Parameter {\nValue = 3\n}\nParameter {\nName = K\n}\n",
+                    "Mandatory = 1\n") +
+               prep("B", "S1", "S2", "Parameter {\nName = L\n}\n", "Previous = A\n")),
+        "", s.stage.get());
+    cConfigurationGroup written;
+    mgr.buildFile(&written, 0);
+    std::string const text = cConfigurationWriter::write(written, nullptr);
+    for (char const* lost : {"Value", "Mandatory", "Default"})
+        EXPECT_EQ(std::string::npos, text.find(lost)) << lost;
+    EXPECT_NE(std::string::npos, text.find("Type = Gain\n        Previous = A\n"));
+    EXPECT_NE(std::string::npos, text.find("Parameter {\n                Name = K\n            }"));
+    cPreprocessorChainMgr reloaded;
+    reloaded.loadPreprocessors(written.GetConfigurationGroups()[0], "", s.stage.get());
+    EXPECT_FALSE(reloaded.getParameter("A")->isMandatory());
+    cConfigurationGroup again;
+    reloaded.buildFile(&again, 0);
+    EXPECT_EQ(text, cConfigurationWriter::write(again, nullptr));
+}
