@@ -20,15 +20,13 @@ TEST(UserMessages, GoToTheInstalledSinkAndQuestionsFollowTheScript)
     // Past the script, a question is answered with its default button.
     EXPECT_EQ(kIdNo, doYesNoQuestion("Again?", kIdNo));
 
-    auto entries = sink.entries();
-    ASSERT_EQ(7u, entries.size());
-    EXPECT_EQ("exception", entries[0].kind);
-    EXPECT_EQ("It failed", entries[0].text);
-    EXPECT_EQ("cGenericException", entries[0].title);
-    EXPECT_EQ("warning", entries[2].kind);
-    EXPECT_EQ("scroll", entries[4].kind);
-    EXPECT_EQ("Report", entries[4].title);
-    EXPECT_EQ("7", entries[5].title);
+    std::vector<std::string> shown;
+    for (auto const& entry : sink.entries())
+        shown.push_back(entry.kind + "|" + entry.title + "|" + entry.text);
+    EXPECT_EQ((std::vector<std::string>{"exception|cGenericException|It failed", "error||e", "warning||w",
+                                        "information||i", "scroll|Report|line 1\nline 2",
+                                        "question|7|Set it to the closest limit?", "question|7|Again?"}),
+              shown);
 }
 
 TEST(UserMessages, DefaultSinkAnswersWithTheDefaultButtonAndIsRestored)
@@ -56,13 +54,10 @@ TEST(IHostWindow, NothingIsSentWithoutAWindow)
         EXPECT_EQ(&window, getMainWndH());
         SendMessageA(getMainWndH(), 0x9E3, 0, 0);
         EXPECT_TRUE(PostMessageA(getMainWndH(), 2067, 5, 7));
-        auto messages = window.messages();
-        ASSERT_EQ(2u, messages.size());
-        EXPECT_TRUE(messages[0].sent);
-        EXPECT_EQ(0x9E3u, messages[0].message);
-        EXPECT_FALSE(messages[1].sent);
-        EXPECT_EQ(5u, messages[1].wParam);
-        EXPECT_EQ(7, messages[1].lParam);
+        std::vector<std::vector<long long>> sent;
+        for (auto const& m : window.messages())
+            sent.push_back({m.sent, m.message, static_cast<long long>(m.wParam), m.lParam});
+        EXPECT_EQ((std::vector<std::vector<long long>>{{1, 0x9E3, 0, 0}, {0, 2067, 5, 7}}), sent);
     }
     EXPECT_EQ(nullptr, getMainWndH());
 }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 TEST(cKynException, CarriesOriginAndTextAndGrowsOnTheWayUp)
 {
@@ -23,11 +24,11 @@ TEST(cKynException, CarriesOriginAndTextAndGrowsOnTheWayUp)
     catch (cKynException const& e)
     {
         EXPECT_STREQ("Failed to open project file: /p/a.prtLine: 12\n\nFile: /p/a.prt", e.what());
-        EXPECT_EQ("SimCore/cProject", e.getSourceFile());
-        EXPECT_EQ("cProject::setConfiguration", e.getFunction());
-        EXPECT_EQ(169, e.getLine());
-        EXPECT_EQ("SimCore/cProject, cProject::setConfiguration, line 169", e.getLocation());
-        EXPECT_STREQ("cGenericException", e.getClassName());
+        EXPECT_EQ((std::vector<std::string>{"SimCore/cProject", "cProject::setConfiguration", "169",
+                                            "SimCore/cProject, cProject::setConfiguration, line 169",
+                                            "cGenericException"}),
+                  (std::vector<std::string>{e.getSourceFile(), e.getFunction(), std::to_string(e.getLine()),
+                                            e.getLocation(), e.getClassName()}));
     }
 }
 
@@ -45,28 +46,10 @@ TEST(cKynException, PlainExceptionTakesItsTextFromSetStrAndCopies)
     EXPECT_STREQ("text more", copy.what());
 }
 
-TEST(cKynException, TooManyOpenFilesIsCaughtAsStreamOpenFailure)
-{
-    bool caught = false;
-    try
-    {
-        throw cTooManyOpenFilesException("StoreKit/cCfgInputFile", "cCfgInputFile::open", 1, "/p/a.cfg");
-    }
-    catch (cFstreamOpenException const& e)
-    {
-        caught = true;
-        EXPECT_STREQ("Too many open files, unable to open: /p/a.cfg", e.what());
-        EXPECT_EQ("/p/a.cfg", e.getArgument());
-        EXPECT_STREQ("cTooManyOpenFilesException", e.getClassName());
-    }
-    EXPECT_TRUE(caught);
-}
-
-// The texts that hosts show; each class composes its arguments in one fixed way.
+// The texts that hosts show; each class composes its arguments in one fixed way. The classes whose
+// texts the tests of their throwers check in full are left to those tests.
 TEST(cKynException, MessagesOfTheFamily)
 {
-    EXPECT_STREQ("The message could not be posted to the thread.",
-                 cMessageError("SimCore/cThread", "cKynThread::postMessageToThreadWithRetries", 179).what());
     EXPECT_STREQ("Unable to open file: /a b/c.cfg", cFstreamOpenException("s", "f", 1, "/a b/c.cfg").what());
     EXPECT_STREQ("KYN Error (NULL Pointer). Out of memory ?\n",
                  cNULLPointer("s", "f", 1, "KYN Error (NULL Pointer). Out of memory ?\n").what());
@@ -77,8 +60,6 @@ TEST(cKynException, MessagesOfTheFamily)
     EXPECT_STREQ("Unknown graph type.\nError at line number: 4\n",
                  cUnknownGraphTypeException("s", "f", 1, "Error at line number: 4\n").what());
 
-    EXPECT_STREQ("Invalid equation \"a+(b\": \")\" expected.\n",
-                 cInvalidEquationSyntax("s", "f", 1, "a+(b", "\")\" expected.\n").what());
     EXPECT_STREQ(
         "Invalid operands of function \"=\": \"=\" operator needs at least two operands",
         cInvalidMathematicalFunctionParameter("s", "f", 1, "=", "\"=\" operator needs at least two operands")
@@ -103,10 +84,6 @@ TEST(cKynException, MessagesOfTheFamily)
                  cInvalidEquationGroup("s", "f", 1, "G", "S", "Missing step content").what());
     EXPECT_STREQ("Invalid equation group \"G\": Equation Group Empty",
                  cInvalidEquationGroup("s", "f", 1, "G", "", "Equation Group Empty").what());
-    EXPECT_STREQ("Invalid definition of \"Conversion Factor\" (\"1/x\"): Conversion factor is not correct.\n",
-                 cInvalidSymbolDefinition("s", "f", 1, "Conversion Factor", "1/x",
-                                          "Conversion factor is not correct.\n")
-                     .what());
     EXPECT_STREQ(
         "Missing \"Default\" of parameter \"Gain\" (Algo/Front).\nError at line number: 3\n",
         cMissingDefaultValueException("s", "f", 1, "Gain", "Algo/Front", "Error at line number: 3\n").what());
@@ -126,8 +103,6 @@ TEST(cKynException, MessagesOfTheFamily)
 TEST(cKynException, NumbersInMessagesKeepEveryDigitOfADouble)
 {
     EXPECT_STREQ("Invalid step -0.25: a step must be above 0.", cBadStepException("s", "f", 1, -0.25).what());
-    EXPECT_STREQ("Invalid conversion factor 0.\nLine: 0\n",
-                 cInvalidConversionFactorException("s", "f", 1, 0, "Line: 0\n").what());
     cMinMaxException minMax("s", "f", 1, "Gain", mpf_class(10.5), mpf_class(-2147483648.0),
                             "Error at line number: 7\n");
     EXPECT_STREQ("The maximum of \"Gain\" is below its minimum (minimum 10.5, maximum -2147483648).\n"

@@ -83,15 +83,11 @@ TEST(cPlatformThread, QueueExistsFromTheFirstGetAndTheIdFilterLeavesOthersInOrde
     ASSERT_TRUE(postWhenReady(id, 0x101, 1, -9));
     using tPost = std::pair<uint32_t, uintptr_t>;
     for (auto const& [message, word] : std::vector<tPost>{{0x300, 2}, {0x102, 3}, {0x103, 4}, {0x200, 5}})
-    {
         ASSERT_NE(PostThreadMessageA(id, message, word, 0), 0);
-    }
     ASSERT_TRUE(JoinThread(handle));
     std::vector<tPost> order;
     for (auto const& message : log.received)
-    {
         order.emplace_back(message.message, message.wParam);
-    }
     ASSERT_EQ(order, (std::vector<tPost>{{0x200, 5}, {0x101, 1}, {0x102, 3}, {0x103, 4}, {0x300, 2}}));
     EXPECT_EQ(log.received[1].lParam, -9);
     uint32_t exitCode = 0;
@@ -118,9 +114,7 @@ TEST(cPlatformThread, TerminateWakesABlockedThreadPastItsHandlersAndDiscardsItsF
     // Outside the worker's filter: they stay queued until the queue goes with the thread.
     ASSERT_TRUE(postWhenReady(id, 0x100, 0, 1234));
     for (uint32_t i = 1; i < kMaxQueuedMessages; ++i)
-    {
         ASSERT_NE(PostThreadMessageA(id, 0x100, i, 0), 0) << i;
-    }
     EXPECT_EQ(outcome([&] { return PostThreadMessageA(id, 0x500, 0, 0); }),
               std::pair(0, ERROR_NOT_ENOUGH_QUOTA));
     uint32_t exitCode = 0;

@@ -16,23 +16,20 @@ cStorage<float> list(std::initializer_list<float> values)
     return result;
 }
 
-std::vector<float> ys(cXYPointList const* curve)
-{
-    std::vector<float> result;
-    for (unsigned int i = 0; curve != nullptr && i < curve->size(); ++i)
-        result.push_back(curve->getY(i));
-    return result;
-}
-
-std::vector<float> xs(cXYPointList const* curve)
-{
-    std::vector<float> result;
-    for (unsigned int i = 0; curve != nullptr && i < curve->size(); ++i)
-        result.push_back(curve->getX(i));
-    return result;
-}
-
 using Values = std::vector<float>;
+
+// The y (or with x set, the x) of every point of the curve; none for no curve.
+Values ys(cXYPointList const* curve, bool x = false)
+{
+    Values result;
+    for (unsigned int i = 0; curve != nullptr && i < curve->size(); ++i)
+        result.push_back(x ? curve->getX(i) : curve->getY(i));
+    return result;
+}
+Values xs(cXYPointList const* curve)
+{
+    return ys(curve, true);
+}
 
 // A series of one crash file, as SimCore's series are.
 class cFileSerie : public cEnvelopeGraphSerie
@@ -52,17 +49,15 @@ TEST(cEnvelopeGraphSerie, FirstCurveIsNominalAndLaterCurvesWidenMinimumAndMaximu
     cStorage<float> const times = list({0, 1, 2});
     serie.AddDataYT(times, list({1, 5, 3}), eComputeEnvelope);
     sEnvelopeState state = serie.iData();
-    EXPECT_TRUE(state.hasNominal);
-    EXPECT_FALSE(state.hasMinMax);
-    EXPECT_EQ(1u, state.curveCount);
+    EXPECT_EQ((std::vector<unsigned>{1, 0, 1}),
+              (std::vector<unsigned>{state.hasNominal, state.hasMinMax, state.curveCount}));
     EXPECT_EQ(Values({1, 5, 3}), ys(serie.getNominalCurve()));
     EXPECT_EQ(nullptr, serie.getMinimumCurve());
 
     serie.AddDataYT(times, list({2, 4, 3}), eComputeEnvelope);
     serie.AddDataYT(times, list({0, 6, 4}), eComputeEnvelope);
     state = serie.iData();
-    EXPECT_TRUE(state.hasMinMax);
-    EXPECT_EQ(3u, state.curveCount);
+    EXPECT_EQ((std::vector<unsigned>{1, 3}), (std::vector<unsigned>{state.hasMinMax, state.curveCount}));
     EXPECT_EQ(Values({1, 5, 3}), ys(serie.getNominalCurve()));
     EXPECT_EQ(Values({0, 4, 3}), ys(serie.getMinimumCurve()));
     EXPECT_EQ(Values({2, 6, 4}), ys(serie.getMaximumCurve()));
@@ -132,8 +127,8 @@ TEST(cEnvelopeGraphSerie, LastCurveModeReplacesTheNominalAndDropsMinimumAndMaxim
     ASSERT_TRUE(serie.iData().hasMinMax);
 
     serie.AddDataYT(times, list({7, 8}), eComputeLastCurve);
-    EXPECT_FALSE(serie.iData().hasMinMax);
-    EXPECT_EQ(1u, serie.iData().curveCount);
+    EXPECT_EQ((std::vector<unsigned>{0, 1}),
+              (std::vector<unsigned>{serie.iData().hasMinMax, serie.iData().curveCount}));
     EXPECT_EQ(Values({7, 8}), ys(serie.getNominalCurve()));
     // Back to envelope mode: the last curve is now the nominal to widen from.
     serie.AddDataYT(times, list({6, 9}), eComputeEnvelope);
@@ -141,7 +136,7 @@ TEST(cEnvelopeGraphSerie, LastCurveModeReplacesTheNominalAndDropsMinimumAndMaxim
     EXPECT_EQ(Values({7, 9}), ys(serie.getMaximumCurve()));
 }
 
-TEST(cEnvelopeGraphSerie, NewEnvelopeKeepsEarlierCurvesAndStartsFromTheNextCurve)
+TEST(cEnvelopeGraphSerie, NewEnvelopeKeepsEarlierCurvesAndStartsFromTheNextCurveAgainstAnAbscissaOnly)
 {
     cEnvelopeGraphSerie serie(eSerieYX);
     cStorage<float> const t = list({0, 1});
@@ -166,28 +161,22 @@ TEST(cEnvelopeGraphSerie, NewEnvelopeKeepsEarlierCurvesAndStartsFromTheNextCurve
     EXPECT_EQ(Values({4, 4}), ys(data.curves[4].get()));
     EXPECT_TRUE(data.curves[3]->empty());
     sEnvelopeState const state = serie.iData();
-    EXPECT_TRUE(state.hasNominal);
-    EXPECT_FALSE(state.hasMinMax);
-    EXPECT_EQ(2u, state.envelopeCount);
+    EXPECT_EQ((std::vector<unsigned>{1, 0, 2}),
+              (std::vector<unsigned>{state.hasNominal, state.hasMinMax, state.envelopeCount}));
 
     serie.clear();
-    EXPECT_TRUE(serie.eData().curves.empty());
-    EXPECT_FALSE(serie.iData().hasData);
-    EXPECT_TRUE(serie.empty());
+    EXPECT_TRUE(serie.eData().curves.empty() && !serie.iData().hasData && serie.empty());
     // After clear the first curve is a nominal again, in the first triple.
     serie.AddDataYX(t, list({3, 3}), t, eComputeEnvelope);
     EXPECT_EQ(std::vector<unsigned int>({1}), serie.eData().nominalIndices);
-}
 
-TEST(cEnvelopeGraphSerie, AddNewTimeSerieOnACurveOverTimeKeepsFolding)
-{
-    cEnvelopeGraphSerie serie(eSerieYT);
-    cStorage<float> const t = list({0, 1});
-    serie.AddDataYT(t, list({1, 1}), eComputeEnvelope);
-    serie.addNewTimeSerie();
-    serie.AddDataYT(t, list({2, 0}), eComputeEnvelope);
-    EXPECT_EQ(1u, serie.iData().envelopeCount);
-    EXPECT_EQ(Values({2, 1}), ys(serie.getMaximumCurve()));
+    // Over time a new time series opens no envelope: the curves keep folding into the one there is.
+    cEnvelopeGraphSerie overTime(eSerieYT);
+    overTime.AddDataYT(t, list({1, 1}), eComputeEnvelope);
+    overTime.addNewTimeSerie();
+    overTime.AddDataYT(t, list({2, 0}), eComputeEnvelope);
+    EXPECT_EQ(1u, overTime.iData().envelopeCount);
+    EXPECT_EQ(Values({2, 1}), ys(overTime.getMaximumCurve()));
 }
 
 TEST(cEnvelopeGraphSerie, EmptyCurvesAreIgnoredAndUnequalListsAreRefused)
@@ -219,26 +208,18 @@ TEST(cEnvelopeGraphSerie, RangeOnTimeEventSpansNominalMinimumAndMaximum)
     float xMin = -1, xMax = -1, yMin = -1, yMax = -1;
     EXPECT_FALSE(serie.interpolateYXRangeOnTimeEvent(42, 1.0f, xMin, xMax, yMin, yMax));
 
+    auto const range = [&](float time)
+    {
+        EXPECT_TRUE(serie.interpolateYXRangeOnTimeEvent(42, time, xMin, xMax, yMin, yMax)) << time;
+        return Values({xMin, xMax, yMin, yMax});
+    };
     serie.AddDataYX(list({0, 2}), list({0, 20}), list({0, 2}), eComputeEnvelope);
-    ASSERT_TRUE(serie.interpolateYXRangeOnTimeEvent(42, 1.0f, xMin, xMax, yMin, yMax));
-    EXPECT_EQ(1.0f, xMin);
-    EXPECT_EQ(1.0f, xMax);
-    EXPECT_EQ(10.0f, yMin);
-    EXPECT_EQ(10.0f, yMax);
-
+    EXPECT_EQ(Values({1, 1, 10, 10}), range(1.0f));
     serie.AddDataYX(list({-2, 4}), list({4, 40}), list({0, 2}), eComputeEnvelope);
-    ASSERT_TRUE(serie.interpolateYXRangeOnTimeEvent(42, 1.0f, xMin, xMax, yMin, yMax));
     // Minimum curve (-2, 0) .. (2, 20), maximum curve (0, 4) .. (4, 40).
-    EXPECT_EQ(0.0f, xMin);
-    EXPECT_EQ(2.0f, xMax);
-    EXPECT_EQ(10.0f, yMin);
-    EXPECT_EQ(22.0f, yMax);
+    EXPECT_EQ(Values({0, 2, 10, 22}), range(1.0f));
     // Past the last sample: extrapolated from the last two of each curve.
-    ASSERT_TRUE(serie.interpolateYXRangeOnTimeEvent(42, 4.0f, xMin, xMax, yMin, yMax));
-    EXPECT_EQ(4.0f, xMin);
-    EXPECT_EQ(8.0f, xMax);
-    EXPECT_EQ(40.0f, yMin);
-    EXPECT_EQ(76.0f, yMax);
+    EXPECT_EQ(Values({4, 8, 40, 76}), range(4.0f));
 
     // Another crash file, or a series over time: no range.
     EXPECT_FALSE(serie.interpolateYXRangeOnTimeEvent(43, 1.0f, xMin, xMax, yMin, yMax));

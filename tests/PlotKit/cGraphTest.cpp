@@ -44,6 +44,23 @@ private:
     float m_value;
 };
 
+// An object that, like a result object going with its graph, asks the graph to remove it while
+// being deleted.
+class cSelfRemovingObject : public cGraphObject
+{
+public:
+    cSelfRemovingObject(cGraph& graph, int& deaths) : m_graph(graph), m_deaths(deaths) {}
+    ~cSelfRemovingObject() override
+    {
+        ++m_deaths;
+        m_graph.RemoveObject(this);
+    }
+
+private:
+    cGraph& m_graph;
+    int& m_deaths;
+};
+
 std::vector<cGraphObject*> walk(cGraph const& graph)
 {
     std::vector<cGraphObject*> result;
@@ -56,7 +73,7 @@ std::vector<cGraphObject*> walk(cGraph const& graph)
 }
 } // namespace
 
-TEST(cGraph, RemoveObjectDeletesAndTheDestructorDeletesTheRest)
+TEST(cGraph, RemoveObjectDeletesAndTheDestructorDeletesTheRestEvenObjectsThatRemoveThemselves)
 {
     int deaths = 0;
     auto* a = new cCountedObject(deaths);
@@ -88,37 +105,14 @@ TEST(cGraph, RemoveObjectDeletesAndTheDestructorDeletesTheRest)
     }
     // a and c with the graph, and the outsider on the stack.
     EXPECT_EQ(4, deaths);
-}
 
-namespace
-{
-// An object that, like a result object going with its graph, asks the graph to remove it while
-// being deleted.
-class cSelfRemovingObject : public cGraphObject
-{
-public:
-    cSelfRemovingObject(cGraph& graph, int& deaths) : m_graph(graph), m_deaths(deaths) {}
-    ~cSelfRemovingObject() override
-    {
-        ++m_deaths;
-        m_graph.RemoveObject(this);
-    }
-
-private:
-    cGraph& m_graph;
-    int& m_deaths;
-};
-} // namespace
-
-TEST(cGraph, DestructorSurvivesObjectsThatRemoveThemselves)
-{
-    int deaths = 0;
+    // Objects that ask the graph to remove them while being deleted, as result objects do.
     {
         cScatterGraph graph;
         graph.AddObject(new cSelfRemovingObject(graph, deaths));
         graph.AddObject(new cSelfRemovingObject(graph, deaths));
     }
-    EXPECT_EQ(2, deaths);
+    EXPECT_EQ(6, deaths);
 }
 
 TEST(cGraph, RangeOnTimeEventAsksTheFirstSeriesOnly)
@@ -136,12 +130,9 @@ TEST(cGraph, RangeOnTimeEventAsksTheFirstSeriesOnly)
     graph.AddObject(second);
 
     ASSERT_TRUE(graph.getFirstGraphSeriesYXRangeOnTimeEvent(5, 2.5f, xMin, xMax, yMin, yMax));
-    EXPECT_EQ(3.0f, xMin);
-    EXPECT_EQ(3.0f, yMax);
-    EXPECT_EQ(1, first->m_calls);
-    EXPECT_EQ(5u, first->m_file);
-    EXPECT_EQ(2.5f, first->m_time);
-    EXPECT_EQ(0, second->m_calls);
+    EXPECT_EQ((std::vector<float>{3, 3, 1, 5, 2.5f, 0}),
+              (std::vector<float>{xMin, yMax, float(first->m_calls), float(first->m_file), first->m_time,
+                                  float(second->m_calls)}));
 
     // With the first series gone the next one answers; a real series of no data says false.
     graph.RemoveObject(first);
@@ -159,13 +150,11 @@ TEST(cGraph, ScaleMapsPixelsToValuesFromTheTopLeftCorner)
     graph.setLeftValue(-10.0);
     graph.setTopValue(100.0);
     graph.setLineWidth(2);
-    EXPECT_EQ(-10.0, graph.xFromPixel(0));
-    EXPECT_EQ(-7.5, graph.xFromPixel(10));
-    EXPECT_EQ(100.0, graph.yFromPixel(0));
     // Rows go down the screen while values go down the axis.
-    EXPECT_EQ(80.0, graph.yFromPixel(10));
-    EXPECT_EQ(1.5, graph.pixelsToXUnits(3.0 * graph.getLineWidth()));
-    EXPECT_EQ(12.0, graph.pixelsToYUnits(3.0 * graph.getLineWidth()));
+    EXPECT_EQ((std::vector<double>{-10, -7.5, 100, 80, 1.5, 12}),
+              (std::vector<double>{graph.xFromPixel(0), graph.xFromPixel(10), graph.yFromPixel(0),
+                                   graph.yFromPixel(10), graph.pixelsToXUnits(3.0 * graph.getLineWidth()),
+                                   graph.pixelsToYUnits(3.0 * graph.getLineWidth())}));
 }
 
 TEST(cGraph, ParameterBlockStartsEmptyAndBelongsToTheGraph)
@@ -173,9 +162,8 @@ TEST(cGraph, ParameterBlockStartsEmptyAndBelongsToTheGraph)
     cScatterGraph graph;
     EXPECT_EQ("Scatter Graph", graph.getGraphType());
     EXPECT_EQ(eComputeEnvelope, graph.getComputeMode());
-    EXPECT_EQ(nullptr, graph.getParameter().referenceTimeEvent);
-    EXPECT_EQ(nullptr, graph.getParameter().abscissaCriterion);
-    EXPECT_EQ(nullptr, graph.getParameter().test);
+    EXPECT_TRUE(graph.getParameter().referenceTimeEvent == nullptr &&
+                graph.getParameter().abscissaCriterion == nullptr && graph.getParameter().test == nullptr);
 
     // What is written through the reference stays with the graph.
     auto* const abscissa = reinterpret_cast<cCriterion*>(0x10);

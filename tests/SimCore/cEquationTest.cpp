@@ -4,6 +4,7 @@
 #include "SimCore/cSymbolManager.h"
 #include "StoreKit/cConfigurationGroup.h"
 #include "tests/support/cRecordingSinks.h"
+#include "tests/support/cTestHelpers.h"
 
 #include <gtest/gtest.h>
 #include <memory>
@@ -64,6 +65,7 @@ protected:
         }
         catch (cInvalidEquationSyntax const& e)
         {
+            EXPECT_EQ("SimCore/cEquation", e.getSourceFile());
             return e.getEquation() + "|" + e.getMessage();
         }
         return "built";
@@ -114,16 +116,8 @@ TEST_F(cEquationTest, EachSyntaxErrorHasItsExactMessage)
     EXPECT_EQ("Alpha|\"Alpha\": unknown variable or constant name.\n", syntaxErrorOf("Alpha"));
     // An operand fails on its own text.
     EXPECT_EQ("nope|\"nope\": unknown variable or constant name.\n", syntaxErrorOf("+(1, *(2, nope))"));
-    try
-    {
-        tEquationPtr equation(cEquation::createEquation("+(1"));
-        FAIL() << "no exception";
-    }
-    catch (cInvalidEquationSyntax const& e)
-    {
-        EXPECT_EQ("SimCore/cEquation|cEquation::createEquation", e.getSourceFile() + "|" + e.getFunction());
-        EXPECT_STREQ("Invalid equation \"+(1\": \")\" expected.\n", e.what());
-    }
+    EXPECT_EQ("cInvalidEquationSyntax|cEquation::createEquation|Invalid equation \"+(1\": \")\" expected.\n",
+              failureOf([] { delete cEquation::createEquation("+(1"); }));
 }
 
 TEST_F(cEquationTest, ConstantOperandsFoldIntoOneNodeWhoseTextIsTheValue)
@@ -131,15 +125,14 @@ TEST_F(cEquationTest, ConstantOperandsFoldIntoOneNodeWhoseTextIsTheValue)
     tEquationPtr sum(cEquation::createEquation("+(1, 2)"));
     EXPECT_EQ(eqConstant, sum->getType());
     EXPECT_EQ(0u, sum->getOperandCount());
-    EXPECT_EQ("3.00000000000000000000", sum->buildEquationString());
     EXPECT_EQ(3.0, sum->evaluate().get_d());
-    EXPECT_EQ("2.00000000000000000000", textOf("IF(1, 2, 3)"));
-    EXPECT_EQ("3.00000000000000000000", textOf("IF(0, 2, 3)"));
-    EXPECT_EQ("-1.50000000000000000000", textOf("-(*(0.5, 3))"));
-    // Leaves keep their text as written.
-    EXPECT_EQ("1e3", textOf(" 1e3 "));
     EXPECT_EQ(1000.0, valueOf("1e3"));
-    EXPECT_EQ("BLUE_1", textOf("BLUE_1"));
+    // Leaves keep their text as written.
+    EXPECT_EQ(
+        (std::vector<std::string>{"3.00000000000000000000", "2.00000000000000000000",
+                                  "3.00000000000000000000", "-1.50000000000000000000", "1e3", "BLUE_1"}),
+        (std::vector<std::string>{sum->buildEquationString(), textOf("IF(1, 2, 3)"), textOf("IF(0, 2, 3)"),
+                                  textOf("-(*(0.5, 3))"), textOf(" 1e3 "), textOf("BLUE_1")}));
 
     // A call without operands is not folded, and fails only when evaluated.
     tEquationPtr empty(cEquation::createEquation("+()"));
@@ -187,11 +180,10 @@ TEST_F(cEquationTest, AssignmentSetsEveryTargetInConvertedUnitsWithLimits)
     cParameter* a = addVariable("a", "0.5", "0");
     cParameter* b = addVariable("b", "0.5", "0");
     EXPECT_EQ(1.0, valueOf("=(a, b, 5)"));
-    EXPECT_EQ(5.0, converted(a));
-    EXPECT_EQ(5.0, converted(b));
     mpf_class raw;
     a->getRawValue(raw);
-    EXPECT_EQ(10.0, raw.get_d());
+    EXPECT_EQ((std::vector<double>{5, 5, 10}),
+              (std::vector<double>{converted(a), converted(b), raw.get_d()}));
     // The raw maximum of 100 is 50 in converted units.
     valueOf("=(a, 80)");
     EXPECT_EQ(50.0, converted(a));
@@ -199,8 +191,7 @@ TEST_F(cEquationTest, AssignmentSetsEveryTargetInConvertedUnitsWithLimits)
     // Targets before the bad one stay assigned.
     tEquationPtr badTarget(cEquation::createEquation("=(a, 2, b, 7)"));
     EXPECT_EQ("=|Left operands of \"=\" must be variables", operandErrorOf(*badTarget));
-    EXPECT_EQ(7.0, converted(a));
-    EXPECT_EQ(5.0, converted(b));
+    EXPECT_EQ((std::vector<double>{7, 5}), (std::vector<double>{converted(a), converted(b)}));
     tEquationPtr lonely(cEquation::createEquation("=(a)"));
     EXPECT_EQ("=|\"=\" operator needs at least two operands", operandErrorOf(*lonely));
 }
@@ -212,8 +203,7 @@ TEST_F(cEquationTest, ConditionRunsOnlyTheChosenBranchAndNeedsThreeOperands)
     cParameter* b = addVariable("b", "1.0", "0");
     tEquationPtr choice(cEquation::createEquation("IF(flag, =(a, 1), =(b, 1))"));
     EXPECT_EQ(1.0, choice->evaluate().get_d());
-    EXPECT_EQ(0.0, converted(a));
-    EXPECT_EQ(1.0, converted(b));
+    EXPECT_EQ((std::vector<double>{0, 1}), (std::vector<double>{converted(a), converted(b)}));
     flag->setRawValue(mpf_class(-0.5), false, true);
     choice->evaluate();
     EXPECT_EQ(1.0, converted(a));
@@ -252,13 +242,7 @@ TEST_F(cEquationTest, VariableNodesLiveInTheListUntilDeleted)
     EXPECT_EQ(eqInvalid, cEquation(eqConstant, "+5").getType());
     EXPECT_EQ(255.0, cEquation(eqConstant, "RED_4").getConstant());
     EXPECT_THROW(missing.evaluate(), cErrorOccuredDuringEquationEvaluation);
-    try
-    {
-        missing.buildEquationString();
-        FAIL() << "no exception";
-    }
-    catch (cErrorOccuredDuringEquationEvaluation const& e)
-    {
-        EXPECT_EQ("buildEquationString: Unknown equation type", e.getArgument());
-    }
+    EXPECT_EQ("cErrorOccuredDuringEquationEvaluation|cEquation::buildEquationString|Error during equation "
+              "evaluation: buildEquationString: Unknown equation type",
+              failureOf([&] { missing.buildEquationString(); }));
 }

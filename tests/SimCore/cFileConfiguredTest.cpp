@@ -2,6 +2,7 @@
 
 #include "BaseKit/cKynException.h"
 #include "StoreKit/cCfgInputFile.h"
+#include "tests/support/cTestHelpers.h"
 
 #include <filesystem>
 #include <fstream>
@@ -61,29 +62,15 @@ TEST_F(cFileConfiguredTest, FailedOpeningNamesTheFileAndKeepsNoFile)
     cConfiguredObject object;
     object.setConfiguration(writeFile("good.cfg", "Name = Good\n"));
     std::string const missing = m_dir + "missing.cfg";
-    try
-    {
-        object.setConfiguration(missing);
-        FAIL() << "no exception";
-    }
-    catch (cFstreamOpenException const& e)
-    {
-        EXPECT_EQ("Unable to open file: " + missing + "\nFile: " + missing, std::string(e.what()));
-    }
+    EXPECT_EQ("cFstreamOpenException|cCfgInputFile::open|Unable to open file: " + missing +
+                  "\nFile: " + missing,
+              failureOf([&] { object.setConfiguration(missing); }));
     // The earlier file went before the new one was tried.
     EXPECT_EQ(nullptr, object.getConfigurationFile());
 
     std::string const broken = writeFile("broken.cfg", "Group {\nName = x\n");
-    try
-    {
-        object.setConfiguration(broken);
-        FAIL() << "no exception";
-    }
-    catch (cKynException const& e)
-    {
-        std::string const text = e.what();
-        EXPECT_EQ("\nFile: " + broken, text.substr(text.size() - broken.size() - 7));
-    }
+    std::string const text = failureOf([&] { object.setConfiguration(broken); });
+    EXPECT_EQ("\nFile: " + broken, text.substr(text.size() - broken.size() - 7));
     EXPECT_EQ(nullptr, object.getConfigurationFile());
 }
 

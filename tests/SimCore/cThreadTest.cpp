@@ -78,9 +78,7 @@ public:
         ++t_depth;
         std::unique_ptr<int, void (*)(int*)> const nesting(&t_depth, [](int* depth) { --*depth; });
         if (hook)
-        {
             hook(*this, message);
-        }
         return m_quitOnQuit && message == QUIT_MSG;
     }
 
@@ -131,13 +129,9 @@ TEST(cKynThread, InSimulationModeAPostRunsTheHandlerNestedUnlessAQueueIsAttached
         channel.hook = [](cTestThread& self, unsigned int message)
         {
             if (message == RUN_TEST_MSG && self.received().size() < 4)
-            {
                 self.postMessageToThread(&self, RUN_TEST_MSG, static_cast<float>(self.received().size()));
-            }
             if (message == RESET_MSG)
-            {
                 throw cForbiddenAction("SimCore/test", "hook", 1, "Reset refused");
-            }
         };
         poster.postMessageToThread(&channel, RUN_TEST_MSG, 0.0f);
         cTestThread::postMessageToThread(&channel, FILE_CHANGED_MSG);
@@ -165,9 +159,7 @@ TEST(cKynThread, InSimulationModeAPostRunsTheHandlerNestedUnlessAQueueIsAttached
     std::string const stopping = "Stopping cKynThread: Channel, m_hThread=0x0000000000000000";
     std::vector<std::string> lines{startedLine("Channel", 'T', 'F', nullptr, 4321), stopping};
     for (char const* id : {"65541", "65541", "65541", "65541", "65538", "65537"})
-    {
         lines.push_back("Posting to cKynThread: Channel, msgId=" + std::string(id) + ", bespokeQueue=F");
-    }
     lines.insert(lines.end(),
                  {"Posting to cKynThread: Channel, msgId=65540, bespokeQueue=T", stopping, stopping});
     EXPECT_EQ(trace.texts(), lines);
@@ -263,13 +255,9 @@ TEST(cKynThread, RealThreadLoopDeliversInOrderSurvivesFailingHandlersAndEndsOnly
     algorithm.hook = [](cTestThread&, unsigned int message)
     {
         if (message == RESET_MSG)
-        {
             throw cForbiddenAction("SimCore/cAlgorithm", "cAlgorithm::reset", 12, "Reset refused");
-        }
         if (message == FILE_CHANGED_MSG)
-        {
             throw std::runtime_error("no crash file");
-        }
     };
     platform::SetLastError(0);
     EXPECT_EQ(algorithm.start(1, nullptr, 0, false), 0u);
@@ -335,9 +323,7 @@ TEST(cKynThread, UnforcedStopLeavesAStageRunningUntilTheObjectGoes)
         EXPECT_EQ(stage.getThreadHandle(), nullptr);
         // Both still in their loops without a handle: the stop's QUIT_MSG was handled like any message.
         for (uint32_t id : ids)
-        {
             ASSERT_NE(platform::PostThreadMessageA(id, RUN_TEST_MSG, 0, 0), 0);
-        }
         EXPECT_TRUE(eventually([&] { return stage.received().size() == 3; }));
     }
     EXPECT_FALSE(canPost(ids[0]) || canPost(ids[1]));

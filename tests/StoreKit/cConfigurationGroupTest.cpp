@@ -109,9 +109,7 @@ TEST(cConfigurationGroup, SubgroupsAreOwnedWalkedInOrderLentAndHandedOver)
 {
     cConfigurationGroup top("Top");
     for (char const* name : {"File", "Channel", "File"})
-    {
         top.addConfigurationGroup(new cConfigurationGroup(name));
-    }
     EXPECT_EQ(walk(top), "File0;Channel1;File2;");
     EXPECT_EQ(failureOf([&] { top.addConfigurationGroup(nullptr); }),
               "cGenericException|cConfigurationGroup::addConfigurationGroup|A null group cannot be added to "
@@ -121,9 +119,7 @@ TEST(cConfigurationGroup, SubgroupsAreOwnedWalkedInOrderLentAndHandedOver)
         // The lending pattern of the savers: another group holds top's children for a while.
         cConfigurationGroup borrower("Borrower");
         for (cConfigurationGroup* child : top.GetConfigurationGroups())
-        {
             borrower.addConfigurationGroup(child);
-        }
         borrower.clearSubGroupsWithoutDeallocating();
         EXPECT_EQ(walk(borrower), "");
     }

@@ -25,9 +25,7 @@ std::string itemsOf(cConfigurationGroup const& group)
 {
     std::string items;
     for (sInformationItem const& item : group.getInformationRange())
-    {
         items += "<" + item.key + "|" + item.value + "|" + std::to_string(item.lineNumber) + ">";
-    }
     return items;
 }
 } // namespace

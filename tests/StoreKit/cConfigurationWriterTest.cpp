@@ -11,13 +11,9 @@ std::string dump(cConfigurationGroup const& group)
 {
     std::string out = "[" + group.getName() + "]";
     for (sInformationItem const& item : group.getInformationRange())
-    {
         out += "<" + item.key + "|" + item.value + ">";
-    }
     for (cConfigurationGroup const* child : group.GetConfigurationGroups())
-    {
         out += "{" + dump(*child) + "}";
-    }
     return out;
 }
 
@@ -66,9 +62,7 @@ TEST(cConfigurationWriter, AwkwardTextsReadBackToTheSameTree)
     addGroup(top, "Group")->addInformation("Dup", "third");
     std::string everyByte(1, '\0');
     for (int byte = 1; byte < 256; ++byte)
-    {
         everyByte += static_cast<char>(byte);
-    }
     top.addInformation(everyByte, everyByte);
 
     sConfigurationHeader const header{"Type \"x\"", " project ", "#comment\n\t"};
