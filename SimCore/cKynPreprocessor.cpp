@@ -117,8 +117,18 @@ void cKynPreprocessor::setConfiguration(cConfigurationGroup* group, std::string 
 {
     if (group == nullptr)
         return;
-    if (cTraceProvider::isLogging(4))
-        logLine(m_driftManager, 4, "cKynPreprocessor::setConfiguration L621");
+    // The line marks the entry and the leaving, also when a failure leaves.
+    struct sEntryExitLine
+    {
+        explicit sEntryExitLine(cDriftManager const* owner) : owner(owner) { write(); }
+        ~sEntryExitLine() { write(); }
+        void write() const
+        {
+            if (cTraceProvider::isLogging(4))
+                logLine(owner, 4, "cKynPreprocessor::setConfiguration L621");
+        }
+        cDriftManager const* owner;
+    } const trace(m_driftManager);
 
     std::string name;
     std::string type;
@@ -143,9 +153,6 @@ void cKynPreprocessor::setConfiguration(cConfigurationGroup* group, std::string 
         (void)path;
     }
     m_preprocessor = createPreProcessor(name, type, "");
-
-    if (cTraceProvider::isLogging(4))
-        logLine(m_driftManager, 4, "cKynPreprocessor::setConfiguration L621");
 }
 
 void cKynPreprocessor::loadDriftParameters(cConfigurationGroup* group)

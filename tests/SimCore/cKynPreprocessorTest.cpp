@@ -153,7 +153,13 @@ TEST(cKynPreprocessor, ConfigurationFailuresNameTheGroupAndLineAndGiveBackTheCri
         make(filter.substr(0, filter.size() - 2) + "Filter = low.dft\n}\n"));
 
     cKynPreprocessor p(s.first(prep("P", "In", "Out")), s.stage.get(), "");
+    cRecordingTraceSink trace(4);
     EXPECT_THROW(p.setConfiguration(s.first(bare("Q", "Bar", "", "")), ""), cGenericException);
+    EXPECT_EQ((std::vector<std::string>{"cKynPreprocessor::setConfiguration L621",
+                                        "All drift parameters configured",
+                                        "cKynPreprocessor::setConfiguration L621"}),
+              trace.texts())
+        << "a failure leaves the scope too";
     EXPECT_EQ("NULL", p.getType()) << "a failed reconfiguration leaves no CalcKit object";
     EXPECT_EQ("", p.getName());
 }
