@@ -46,12 +46,12 @@ private:
 };
 
 // Declares a member of the family whose constructor takes nothing beyond the origin.
-#define KYN_DECLARE_PLAIN_EXCEPTION(Name)                                                                  \
-    class Name : public cKynException                                                                      \
-    {                                                                                                      \
-    public:                                                                                                \
-        Name(char const* file, char const* function, int line);                                            \
-        char const* getClassName() const override { return #Name; }                                        \
+#define KYN_DECLARE_PLAIN_EXCEPTION(Name)                                                                    \
+    class Name : public cKynException                                                                        \
+    {                                                                                                        \
+    public:                                                                                                  \
+        Name(char const* file, char const* function, int line);                                              \
+        char const* getClassName() const override { return #Name; }                                          \
     };
 
 KYN_DECLARE_PLAIN_EXCEPTION(cBadChannelReference)
@@ -84,18 +84,18 @@ private:
     std::string m_argument;
 };
 
-#define KYN_DECLARE_TEXT_EXCEPTION(Name, Base)                                                             \
-    class Name : public Base                                                                               \
-    {                                                                                                      \
-    public:                                                                                                \
-        Name(char const* file, char const* function, int line, std::string const& text);                   \
-        char const* getClassName() const override { return #Name; }                                        \
-                                                                                                           \
-    protected:                                                                                             \
-        Name(char const* file, char const* function, int line, char const* title, std::string const& text) \
-            : Base(file, function, line, title, text)                                                      \
-        {                                                                                                  \
-        }                                                                                                  \
+#define KYN_DECLARE_TEXT_EXCEPTION(Name, Base)                                                               \
+    class Name : public Base                                                                                 \
+    {                                                                                                        \
+    public:                                                                                                  \
+        Name(char const* file, char const* function, int line, std::string const& text);                     \
+        char const* getClassName() const override { return #Name; }                                          \
+                                                                                                             \
+    protected:                                                                                               \
+        Name(char const* file, char const* function, int line, char const* title, std::string const& text)   \
+            : Base(file, function, line, title, text)                                                        \
+        {                                                                                                    \
+        }                                                                                                    \
     };
 
 // Messages: title (fixed, may be empty) followed by the text; see cKynException.cpp for the titles.

@@ -36,9 +36,7 @@ char const* levelName(int level)
 }
 } // namespace
 
-cTraceProvider::cTraceProvider(std::string const& name) : m_traceName(name)
-{
-}
+cTraceProvider::cTraceProvider(std::string const& name) : m_traceName(name) {}
 
 cTraceProvider::~cTraceProvider() = default;
 
@@ -49,7 +47,8 @@ std::string cTraceProvider::getMidPart() const
 
 void cTraceProvider::logImpl(int level, std::string const& text) const
 {
-    write(level, levelName(level) + getMidPart() + std::to_string(static_cast<long long>(clock())) + "] " + text);
+    write(level,
+          levelName(level) + getMidPart() + std::to_string(static_cast<long long>(clock())) + "] " + text);
 }
 
 void cTraceProvider::logGlobal(int level, std::string const& text)

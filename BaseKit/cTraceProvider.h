@@ -66,20 +66,20 @@ private:
 };
 
 // Writes a trace line only when the level asks for it; the text expression is not evaluated otherwise.
-#define KYN_TRACE(provider, level, text)                                                                   \
-    do                                                                                                     \
-    {                                                                                                      \
-        if (cTraceProvider::g_loggingLevel >= (level))                                                     \
-        {                                                                                                  \
-            (provider).logImpl((level), (text));                                                           \
-        }                                                                                                  \
+#define KYN_TRACE(provider, level, text)                                                                     \
+    do                                                                                                       \
+    {                                                                                                        \
+        if (cTraceProvider::g_loggingLevel >= (level))                                                       \
+        {                                                                                                    \
+            (provider).logImpl((level), (text));                                                             \
+        }                                                                                                    \
     } while (0)
 
-#define KYN_TRACE_GLOBAL(level, text)                                                                      \
-    do                                                                                                     \
-    {                                                                                                      \
-        if (cTraceProvider::g_loggingLevel >= (level))                                                     \
-        {                                                                                                  \
-            cTraceProvider::logGlobal((level), (text));                                                    \
-        }                                                                                                  \
+#define KYN_TRACE_GLOBAL(level, text)                                                                        \
+    do                                                                                                       \
+    {                                                                                                        \
+        if (cTraceProvider::g_loggingLevel >= (level))                                                       \
+        {                                                                                                    \
+            cTraceProvider::logGlobal((level), (text));                                                      \
+        }                                                                                                    \
     } while (0)
