@@ -3,7 +3,7 @@
 #include "SimCore/cParameter.h"
 #include "SimCore/cSymbolManager.h"
 #include "StoreKit/cConfigurationGroup.h"
-#include "tests/support/cRecordingSinks.h"
+#include "tests/support/cSimCoreFixture.h"
 #include "tests/support/cTestHelpers.h"
 
 #include <gtest/gtest.h>
@@ -13,21 +13,9 @@ namespace
 {
 using tEquationPtr = std::unique_ptr<cEquation>;
 
-class cEquationTest : public ::testing::Test
+class cEquationTest : public cSimCoreFixture
 {
 protected:
-    void SetUp() override
-    {
-        m_symbols = std::make_unique<cSymbolManager>();
-        myActiveSymbolManager = m_symbols.get();
-        m_symbols->setConfiguration("");
-    }
-    void TearDown() override
-    {
-        myActiveSymbolManager = nullptr;
-        m_symbols.reset();
-    }
-
     // A float parameter registered under name, raw limits -100 and 100; the manager holds its link.
     static cParameter* addVariable(std::string const& name, std::string const& factor, std::string const& raw)
     {
@@ -86,7 +74,6 @@ protected:
 
     cRecordingMessageSink m_messages;
     cRecordingHostWindow m_window;
-    std::unique_ptr<cSymbolManager> m_symbols;
 };
 } // namespace
 

@@ -4,6 +4,8 @@
 #include "BaseKit/cKynException.h"
 
 #include <chrono>
+#include <condition_variable>
+#include <mutex>
 #include <string>
 #include <thread>
 
@@ -18,6 +20,37 @@ template <class tPredicate> bool eventually(tPredicate pred)
     }
     return held;
 }
+
+// A count that other threads raise and a test waits on: the waiting thread sleeps on a condition
+// variable until the count is reached, it does not poll. The deadline only turns a hang into a
+// failure on a machine that has stopped making progress.
+class cEventCounter
+{
+public:
+    void notify()
+    {
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            ++m_count;
+        }
+        m_changed.notify_all();
+    }
+    bool waitFor(unsigned int count)
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        return m_changed.wait_for(lock, std::chrono::seconds(20), [&] { return m_count >= count; });
+    }
+    unsigned int count() const
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_count;
+    }
+
+private:
+    mutable std::mutex m_mutex;
+    std::condition_variable m_changed;
+    unsigned int m_count = 0;
+};
 
 // "class|function|text" of the family exception that call throws, or "no exception".
 template <typename F> std::string failureOf(F call)

@@ -1,0 +1,88 @@
+// The fixtures of the SimCore suites. cSimCoreFixture starts and ends every test with all the
+// myActive... globals null and the thread mode at its start value, and publishes a configured
+// symbol manager, since every parameter registers itself while it is read. cResultsFixture adds
+// what results and stages run in: an active computation manager that handles no message, and a
+// multi-preprocessing manager with one item whose crash file list is the active one.
+// A global added to the library is added to resetActiveGlobals() in the same change.
+#pragma once
+
+#include "SimCore/cAlgorithm.h"
+#include "SimCore/cComputationManager.h"
+#include "SimCore/cKynFile.h"
+#include "SimCore/cKynFileList.h"
+#include "SimCore/cKynMultiPreprocessingItem.h"
+#include "SimCore/cKynMultiPreprocessingMgr.h"
+#include "SimCore/cSymbolManager.h"
+#include "SimCore/cThread.h"
+#include "StoreKit/cInputFile.h"
+#include "tests/support/cKitFixture.h"
+
+#include <string>
+
+inline void resetActiveGlobals()
+{
+    myActiveFile = nullptr;
+    myActiveFileList = nullptr;
+    myActiveAlgorithm = nullptr;
+    myActiveMultiPreprocessingMgr = nullptr;
+    myActiveComputationManager = nullptr;
+    myActiveSymbolManager = nullptr;
+    cKynThread::setSimulationMode(true);
+}
+
+class cSimCoreFixture : public cKitFixture
+{
+protected:
+    cSimCoreFixture()
+    {
+        resetActiveGlobals();
+        (myActiveSymbolManager = &symbols)->setConfiguration("");
+    }
+    ~cSimCoreFixture() override { resetActiveGlobals(); }
+
+    cSymbolManager symbols;
+};
+
+// A computation manager that handles no message: the tests drive the stages and results directly.
+class cIdleComputationManager : public cComputationManager
+{
+public:
+    bool ProcessMessage(unsigned int message, cMessage* data) override
+    {
+        delete data;
+        return message == QUIT_MSG;
+    }
+};
+
+class cResultsFixture : public cSimCoreFixture
+{
+protected:
+    cResultsFixture()
+    {
+        myActiveComputationManager = &computations;
+        myActiveMultiPreprocessingMgr = &multiPreprocessing;
+        item = multiPreprocessing.addItem("Default");
+        item->setFileList(new cKynFileList);
+        myActiveFileList = item->getFileList();
+    }
+    ~cResultsFixture() override
+    {
+        // The files go before the test managers and the symbols that their values point into.
+        myActiveFile = nullptr;
+        myActiveFileList = nullptr;
+        multiPreprocessing.removeAllItems();
+        computations.removeAllTests();
+    }
+
+    // A crash file of the active list around an empty recording at path; in use when `used`.
+    cKynFile* addCrash(std::string const& path, bool used = true)
+    {
+        cKynFile* const file = myActiveFileList->addFile(new cInputFile(path));
+        file->useFile(used, nullptr);
+        return file;
+    }
+
+    cIdleComputationManager computations;
+    cKynMultiPreprocessingMgr multiPreprocessing;
+    cKynMultiPreprocessingItem* item = nullptr;
+};
