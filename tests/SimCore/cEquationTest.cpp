@@ -72,8 +72,6 @@ protected:
         return "evaluated";
     }
 
-    cRecordingMessageSink m_messages;
-    cRecordingHostWindow m_window;
 };
 } // namespace
 
