@@ -71,7 +71,6 @@ protected:
         }
         return "evaluated";
     }
-
 };
 } // namespace
 
