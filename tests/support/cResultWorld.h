@@ -13,78 +13,11 @@
 #include "SimCore/cSymbolManager.h"
 #include "StoreKit/cConfigurationReader.h"
 #include "StoreKit/cInputFile.h"
+#include "tests/support/cOpenAlgorithm.h"
 #include "tests/support/cRecordingSinks.h"
+#include "tests/support/cSimCoreFixture.h"
 
 #include <string>
-
-// A computation manager that handles no message: the tests drive the results directly.
-class cIdleComputationManager : public cComputationManager
-{
-public:
-    bool ProcessMessage(unsigned int message, cMessage* data) override
-    {
-        delete data;
-        return message == QUIT_MSG;
-    }
-};
-
-// The algorithm stage with its protected writers and loaders opened for the tests.
-class cOpenAlgorithm : public cAlgorithm
-{
-public:
-    using cAlgorithm::addDisplacement;
-    using cAlgorithm::addValueToCriterion;
-    using cAlgorithm::clearDisplacement;
-    using cAlgorithm::loadExtraTimeEvents;
-    using cAlgorithm::m_currentSampleIndex;
-    using cAlgorithm::m_sampleCount;
-    using cAlgorithm::m_samplingRate;
-    using cAlgorithm::m_t0;
-    using cAlgorithm::setConstant2PointsCriterion;
-    using cAlgorithm::setDisplacementConversionFactor;
-    using cAlgorithm::setTimeEventsPrecisionFrequency;
-    using cAlgorithm::setTimeEventValue;
-    using cAlgorithm::setTimeEventValueFromSpecificIteration;
-
-    // Loads "Criterion" groups of the text as the stage's criteria.
-    void loadCriteria(std::string const& text)
-    {
-        cConfigurationGroup group;
-        cConfigurationReader::read(text, "criteria.cfg", group);
-        cCriterionMgr::loadParameter(&group, "Algorithm");
-    }
-    // Loads "Time Event" groups of the text as the stage's time events.
-    void loadTimeEvents(std::string const& text)
-    {
-        cConfigurationGroup group;
-        cConfigurationReader::read(text, "events.cfg", group);
-        cTimeEventMgr::loadParameter(&group, "Algorithm");
-    }
-    cCriterion* criterion(std::string const& name) { return cCriterionMgr::getParameter(name); }
-    cTimeEvent* timeEvent(std::string const& name) { return cTimeEventMgr::getParameter(name); }
-
-    // The computation events, as the pipeline sends them to the stage's results.
-    void resetResults()
-    {
-        cCriterionMgr::reset();
-        cTimeEventMgr::reset();
-    }
-    void changeFileResults()
-    {
-        cCriterionMgr::changeFile();
-        cTimeEventMgr::changeFile();
-    }
-    void prepareForTestResults()
-    {
-        cCriterionMgr::prepareForTest();
-        cTimeEventMgr::prepareForTest();
-    }
-    void endOfIterationResults()
-    {
-        cCriterionMgr::endOfIteration();
-        cTimeEventMgr::endOfIteration();
-    }
-};
 
 struct sResultWorld
 {

@@ -2,7 +2,8 @@
 // myActive... globals null and the thread mode at its start value, and publishes a configured
 // symbol manager, since every parameter registers itself while it is read. cResultsFixture adds
 // what results and stages run in: an active computation manager that handles no message, and a
-// multi-preprocessing manager with one item whose crash file list is the active one.
+// multi-preprocessing manager with one item whose crash file list is the active one. Graphs must
+// outlive the parameters whose objects they hold, so tests declare their graphs before the stage.
 // A global added to the library is added to resetActiveGlobals() in the same change.
 #pragma once
 
