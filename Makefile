@@ -1,10 +1,12 @@
 # Entry points of the SimCore build. Each target first installs the missing system packages.
 BUILD_DIR    ?= build
 SANITIZE_DIR ?= build-sanitize
+TSAN_DIR     ?= build-tsan
 BENCH_DIR    ?= build-bench
+CONSUMER_DIR ?= build-consumer
 JOBS         ?= $(shell nproc 2>/dev/null || echo 2)
 
-.PHONY: all deps test sanitize demo bench clean
+.PHONY: all deps test sanitize tsan consumer format-check demo bench clean
 
 all: test
 
@@ -22,6 +24,23 @@ sanitize: deps
 	cd $(SANITIZE_DIR) && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
 		ctest --output-on-failure -j $(JOBS)
 
+# The thread layer of BaseKit and the SimCore suites, where the pipeline and its threads live.
+tsan: deps
+	cmake -S . -B $(TSAN_DIR) -DCMAKE_BUILD_TYPE=Debug -DSIMCORE_TSAN=ON
+	cmake --build $(TSAN_DIR) -j $(JOBS) --target BaseKitTests SimCoreTests
+	TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" $(TSAN_DIR)/tests/BaseKitTests --gtest_brief=1
+	TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" $(TSAN_DIR)/tests/SimCoreTests --gtest_brief=1
+
+# A project that embeds SimCore with add_subdirectory() and builds without our -Werror.
+consumer: deps
+	cmake -S tests/consumer -B $(CONSUMER_DIR) -DCMAKE_BUILD_TYPE=Release
+	cmake --build $(CONSUMER_DIR) -j $(JOBS) --target consumer
+	$(CONSUMER_DIR)/consumer
+
+# The layout of every tracked source against .clang-format; changes nothing.
+format-check: deps
+	git ls-files -z '*.cpp' '*.h' | xargs -0 clang-format --dry-run --Werror
+
 demo: deps
 	@echo "The sample study runs through the reference host 'simcore', which is not built yet."
 	@echo "Until it is, 'make test' exercises everything that exists."
@@ -32,4 +51,4 @@ bench: deps
 	@for b in $(BENCH_DIR)/bench/*Bench; do [ -x "$$b" ] && "$$b"; done; true
 
 clean:
-	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(BENCH_DIR)
+	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(TSAN_DIR) $(BENCH_DIR) $(CONSUMER_DIR)
