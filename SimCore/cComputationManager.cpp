@@ -22,9 +22,10 @@ cComputationManager::~cComputationManager()
 void cComputationManager::setComputationsState(EComputationsState state)
 {
     KYN_TRACE(m_logger, 4,
-              "--- setComputationsState (see EComputationsState): from " + std::to_string(m_state) + " to " +
+              "--- setComputationsState (see EComputationsState): from " +
+                  std::to_string(m_state.load(std::memory_order_relaxed)) + " to " +
                   std::to_string(static_cast<uint32_t>(state)));
-    m_state = state;
+    m_state.store(state, std::memory_order_relaxed);
 }
 
 void cComputationManager::addTest(cTestMgr const* test)

@@ -11,6 +11,7 @@
 #include "SimCore/cParameterMgr.h"
 #include "SimCore/cThread.h"
 
+#include <atomic>
 #include <cstdint>
 #include <gmpxx.h>
 #include <utility>
@@ -39,17 +40,25 @@ public:
 
     ObjectLogger& logger() { return m_logger; }
 
-    // Run control. The flag and the state are plain fields read from every thread.
-    void askForStop() { m_stopAsked = true; }
-    bool isStopAsked() const { return m_stopAsked != 0; }
-    EComputationsState getComputationsState() const { return static_cast<EComputationsState>(m_state); }
+    // Run control. The flag and the state are read from every thread without a lock: a reader may
+    // see a change one poll late, which the run tolerates. They are relaxed atomics so that such a
+    // read is defined, at the cost of a plain load or store.
+    void askForStop() { m_stopAsked.store(1, std::memory_order_relaxed); }
+    bool isStopAsked() const { return m_stopAsked.load(std::memory_order_relaxed) != 0; }
+    EComputationsState getComputationsState() const
+    {
+        return static_cast<EComputationsState>(m_state.load(std::memory_order_relaxed));
+    }
     // Traces the change at level 4 and stores the new state.
     void setComputationsState(EComputationsState state);
 
     // The drawn combinations of the statistical module hold point indexes: a drift whose points
     // change makes them stale until the module is filled again.
-    void invalidateStatisticalModule() { m_statisticalModuleValid = 0; }
-    bool isStatisticalModuleValid() const { return m_statisticalModuleValid != 0; }
+    void invalidateStatisticalModule() { m_statisticalModuleValid.store(0, std::memory_order_relaxed); }
+    bool isStatisticalModuleValid() const
+    {
+        return m_statisticalModuleValid.load(std::memory_order_relaxed) != 0;
+    }
 
     // The tests (owned). The first one added starts the manager's thread, the last one removed stops
     // it; a removed test also leaves the margin tests of the active algorithm's time events.
@@ -77,13 +86,13 @@ public:
 
 protected:
     // Set when the module has been filled.
-    void markStatisticalModuleValid() { m_statisticalModuleValid = 1; }
+    void markStatisticalModuleValid() { m_statisticalModuleValid.store(1, std::memory_order_relaxed); }
 
 private:
     ObjectLogger m_logger;
-    unsigned char m_stopAsked = 0;
-    uint32_t m_state = computationsNotStarted;
-    unsigned char m_statisticalModuleValid = 0;
+    std::atomic<unsigned char> m_stopAsked{0};
+    std::atomic<uint32_t> m_state{computationsNotStarted};
+    std::atomic<unsigned char> m_statisticalModuleValid{0};
     cStorage<cTestMgr*> m_tests{10};
     std::vector<cDriftParameterMgr const*> m_driftStages;
 
