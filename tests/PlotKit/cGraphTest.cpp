@@ -4,6 +4,8 @@
 #include "PlotKit/cScatterGraph.h"
 #include "PlotKit/cTestGraphParameter.h"
 
+#include "tests/support/cPlotDoubles.h"
+
 #include <gtest/gtest.h>
 #include <vector>
 
@@ -11,16 +13,7 @@ class cCriterion;
 
 namespace
 {
-// Counts its destructions, so that the test sees who deletes the objects.
-class cCountedObject : public cGraphObject
-{
-public:
-    explicit cCountedObject(int& deaths) : m_deaths(deaths) {}
-    ~cCountedObject() override { ++m_deaths; }
-
-private:
-    int& m_deaths;
-};
+using cCountedObject = tCounted<cGraphObject>;
 
 // A series that answers the range question with fixed numbers and records that it was asked.
 class cAnsweringSerie : public cEnvelopeGraphSerie
