@@ -5,6 +5,7 @@
 #include "StoreKit/cConfigurationWriter.h"
 
 #include "tests/support/cConfigurationTexts.h"
+#include "tests/support/cFailureWithSource.h"
 #include "tests/support/cTestHelpers.h"
 
 #include <gtest/gtest.h>
@@ -64,16 +65,10 @@ TEST(cConfigurationReader, ItemsAndGroupsKeepTheirLinesAndShareTheFilePath)
               "G@4 B=2@6;");
     EXPECT_EQ(group->getInformationRange()[0].sourceFile, top.getSharedSourceFile());
     EXPECT_EQ(group->getSharedSourceFile(), top.getSharedSourceFile());
-    try
-    {
-        cConfigurationReader::read("A = \"x", "/p/a.cfg", top);
-        ADD_FAILURE() << "no syntax error";
-    }
-    catch (cGenericException const& e)
-    {
-        EXPECT_EQ(e.getSourceFile() + "|" + e.what(), "StoreKit/cConfigurationReader|Syntax error in file "
-                                                      "\"/p/a.cfg\" at line 1: unterminated quoted text.");
-    }
+    EXPECT_EQ(
+        failureWithSourceOf([&] { cConfigurationReader::read("A = \"x", "/p/a.cfg", top); }),
+        "StoreKit/cConfigurationReader|cGenericException|cConfigurationReader::read|Syntax error in file "
+        "\"/p/a.cfg\" at line 1: unterminated quoted text.");
 }
 
 TEST(cConfigurationReader, NestingIsLimitedSoThatNoFileExhaustsTheStack)
