@@ -150,41 +150,30 @@ TEST_F(cCfgInputFileTest, SaveKeepsABackupOnlyWhenAskedRefusesALockedFileAndLeav
 
 TEST_F(cCfgInputFileTest, LoadTemplateCompletesTheGroupWithTheMarkerReplaced)
 {
-    writeText(tempPath("channel.tpl"),
-              "@Project = Templates\n"
-              "Description = Channel @@ of @@\n"
-              "Sampling = 1000\n"
-              "Criterion = @@ Output\n"
-              "Criterion = @@ Raw\n"
-              "Template = other.tpl\n"
-              "Filter @@ {\n"
-              "    \"@@ Name\" = @@ Filter\n" // quoted: a line starting with '@' is a header field
-              "}\n"
-              "Kept {\n"
-              "}\n");
+    // "@@ Name" is quoted in the template: a line starting with '@' is a header field.
+    std::string const data = SIMCORE_TEST_DATA_DIR "StoreKit/";
     cConfigurationGroup group("Channel");
-    EXPECT_FALSE(cCfgInputFile::loadTemplate(&group, tempFolder(), "Template", "@@", "X"));
-    EXPECT_FALSE(cCfgInputFile::loadTemplate(nullptr, tempFolder(), "Template", "@@", "X"));
+    EXPECT_FALSE(cCfgInputFile::loadTemplate(&group, data, "Template", "@@", "X"));
+    EXPECT_FALSE(cCfgInputFile::loadTemplate(nullptr, data, "Template", "@@", "X"));
     group.addInformation("Name", "X");
-    group.addInformation("Template", tempPath("channel.tpl")); // absolute: not joined to the path
+    group.addInformation("Template", data + "channel.tpl"); // absolute: not joined to the path
     group.addInformation("Sampling", "2000");
     group.addConfigurationGroup(new cConfigurationGroup("Kept"));
     EXPECT_TRUE(cCfgInputFile::loadTemplate(&group, "/elsewhere/", "Template", "@@", "X"));
     // The group's own keys win; both "Criterion" items come, the nested "Template" does not.
-    EXPECT_EQ(itemsOf(group), "Name=X@0;Template=" + tempFolder() +
+    EXPECT_EQ(itemsOf(group), "Name=X@0;Template=" + data +
                                   "channel.tpl@0;Sampling=2000@0;Description=Channel X of X@2;"
                                   "Criterion=X Output@4;Criterion=X Raw@5;");
-    EXPECT_EQ(*group.getInformationRange()[3].sourceFile, tempPath("channel.tpl"));
+    EXPECT_EQ(*group.getInformationRange()[3].sourceFile, data + "channel.tpl");
     ASSERT_EQ(group.GetChildCount(), 2u);
     EXPECT_EQ(group.GetConfigurationGroups()[0]->getLineNumber(), 0); // its own "Kept", not the template's
     cConfigurationGroup* filter = group.GetConfigurationGroups()[1];
     EXPECT_EQ(filter->getName() + "@" + std::to_string(filter->getLineNumber()) + " " +
                   filter->getSourceFile() + " " + itemsOf(*filter),
-              "Filter X@7 " + tempPath("channel.tpl") + " X Name=X Filter@8;");
+              "Filter X@7 " + data + "channel.tpl X Name=X Filter@8;");
 
     cConfigurationGroup missing("Channel");
     missing.addInformation("Template", "none.tpl");
-    EXPECT_EQ(failureOf([&] { cCfgInputFile::loadTemplate(&missing, tempFolder(), "Template", "@@", "X"); }),
-              "cFstreamOpenException|cCfgInputFile::loadTemplate|Unable to open file: " +
-                  tempPath("none.tpl"));
+    EXPECT_EQ(failureOf([&] { cCfgInputFile::loadTemplate(&missing, data, "Template", "@@", "X"); }),
+              "cFstreamOpenException|cCfgInputFile::loadTemplate|Unable to open file: " + data + "none.tpl");
 }

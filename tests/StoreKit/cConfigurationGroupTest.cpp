@@ -14,17 +14,7 @@ namespace
 cConfigurationGroup readTree()
 {
     cConfigurationGroup top;
-    cConfigurationReader::read("Name = Top\n"
-                               "Parameter {\n"
-                               "    Name = First\n"
-                               "    Precision = 8\n"
-                               "    Color = 0xFF00\n"
-                               "}\n"
-                               "Parameter {\n"
-                               "\n"
-                               "    Precision = abc\n"
-                               "}\n",
-                               "/p/a.cfg", top);
+    cConfigurationReader::read(readText(SIMCORE_TEST_DATA_DIR "StoreKit/parameters.cfg"), "/p/a.cfg", top);
     return top;
 }
 
