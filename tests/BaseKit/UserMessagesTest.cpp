@@ -34,7 +34,8 @@ TEST_F(UserMessages, GoToTheInstalledSinkAndQuestionsFollowTheScript)
 TEST_F(UserMessages, DefaultSinkAnswersWithTheDefaultButton)
 {
     EXPECT_EQ(&messages, setUserMessageSink(nullptr));
-    EXPECT_NE(&messages, getUserMessageSink());
+    IUserMessageSink* const defaultSink = getUserMessageSink();
+    EXPECT_TRUE(defaultSink != nullptr && defaultSink != &messages);
     testing::internal::CaptureStderr();
     int const answers = doYesNoQuestion("Overwrite?", kIdNo) * 10 + doYesNoQuestion("Continue?", kIdYes);
     std::string const printed = testing::internal::GetCapturedStderr();
