@@ -32,7 +32,6 @@ std::string toHex(mpf_class const& v, unsigned char width, bool upperCase = true
 auto const fromHex = [](std::string const& digits, unsigned char width, bool isUnsigned)
 { return readHexadecimalNumber(digits, width, isUnsigned, mpf_class(0), mpf_class(10)); };
 auto const power2 = [](unsigned long bits) { return mpf_class(mpz_class(1) << bits); };
-
 } // namespace
 
 TEST(Conversions, DoubleToStringWritesTheBinaryValueRoundedHalfAwayFromZero)

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <functional>
 #include <tuple>
 #include <vector>
 
@@ -40,7 +41,6 @@ std::vector<unsigned int> elements(cStorage<unsigned int> const& list)
 {
     return std::vector<unsigned int>(list.data(), list.data() + list.size());
 }
-
 } // namespace
 
 TEST(cStorage, AddGrowsToTheStepThenByItOrByOneElementWhenMemoryIsShort)

@@ -142,14 +142,21 @@ TEST(CPreProcessor, FailuresNameThePreprocessorAndWhatIsWrong)
          {500},
          "corner frequency must lie below half the sampling rate (500 Hz), 500 given"},
     };
+    auto const incompatible = [](std::string const& type, std::string const& what)
+    {
+        std::string const head =
+            "cIncompatibleParametersException|CPreProcessor::fail|Incompatible parameters: ";
+        return head + "preprocessor \"P\" of type \"" + type + "\": " + what;
+    };
     cSignalStorage<float> out;
     cStorage<char> status;
     for (auto const& c : cases)
         EXPECT_EQ(
             failureOf([&] { make(c.type, c.parameters)->Calculate(signal(1000, 0, {1}), out, status, 0); }),
-            "cIncompatibleParametersException|CPreProcessor::fail|Incompatible parameters: preprocessor "
-            "\"P\" of type \"" +
-                std::string(c.type) + "\": " + c.message);
+            incompatible(c.type, c.message));
+    for (char const* type : {"Resample", "Delay", "Integrator", "First Order Low Pass"})
+        EXPECT_EQ(failureOf([&] { make(type, {10})->Calculate(signal(0, 0, {1}), out, status, 0); }),
+                  incompatible(type, "the input signal has no sampling rate."));
     EXPECT_EQ("no exception",
               failureOf([&] { make("Gain", {10})->Calculate(signal(0, 0, {1}), out, status, 0); }));
 }

@@ -71,14 +71,15 @@ TEST(cGraphSquare, HitTestByKindWithTheToleranceIncluded)
 TEST(cGraphSquare, ExpectedTimesHaveTheirOwnFlagsAndRefuseABadIndex)
 {
     cGraphSquare square(eSquareVerticalLine);
-    square.setExpectedTime(0, -1.0f); // an expected no-fire
-    square.setExpectedTime(2, 35.5f);
     EXPECT_EQ(3u, cGraphSquare::kExpectedTimeCount);
     auto const flags = [&]
     {
         return std::to_string(square.isExpectedTimeSet(0)) + std::to_string(square.isExpectedTimeSet(1)) +
                std::to_string(square.isExpectedTimeSet(2));
     };
+    EXPECT_EQ("000", flags());
+    square.setExpectedTime(0, -1.0f); // an expected no-fire
+    square.setExpectedTime(2, 35.5f);
     EXPECT_EQ("101", flags());
     EXPECT_EQ(-1.0f, square.getExpectedTime(0));
     EXPECT_EQ(35.5f, square.getExpectedTime(2));
