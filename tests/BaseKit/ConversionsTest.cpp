@@ -2,6 +2,8 @@
 
 #include "BaseKit/cKynException.h"
 
+#include "tests/support/cFailureWithSource.h"
+
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -30,21 +32,6 @@ std::string toHex(mpf_class const& v, unsigned char width, bool upperCase = true
 auto const fromHex = [](std::string const& digits, unsigned char width, bool isUnsigned)
 { return readHexadecimalNumber(digits, width, isUnsigned, mpf_class(0), mpf_class(10)); };
 auto const power2 = [](unsigned long bits) { return mpf_class(mpz_class(1) << bits); };
-
-// The text of the cGenericException that call must throw from `function` of BaseKit/Conversions.
-template <class Call> std::string failureText(Call call, char const* function)
-{
-    try
-    {
-        call();
-    }
-    catch (cGenericException const& e)
-    {
-        EXPECT_EQ(e.getSourceFile() + " " + e.getFunction(), std::string("BaseKit/Conversions ") + function);
-        return e.what();
-    }
-    return "nothing thrown";
-}
 } // namespace
 
 TEST(Conversions, DoubleToStringWritesTheBinaryValueRoundedHalfAwayFromZero)
@@ -98,16 +85,18 @@ TEST(Conversions, StringToMpfReadsOneWholeNumberOrThrows)
                                   "inf", "1,5", ".", "-", "e5", "1e5.5", "12abc", "1e1000000000"})
     {
         mpf_class out(7);
-        EXPECT_EQ(failureText([&] { stringToMpf(bad, out, 10, 0); }, "stringToMpf"),
-                  "Invalid number: \"" + bad + "\"");
+        EXPECT_EQ(failureWithSourceOf([&] { stringToMpf(bad, out, 10, 0); }),
+                  "BaseKit/Conversions|cGenericException|stringToMpf|Invalid number: \"" + bad + "\"");
         EXPECT_EQ(out, 7);
     }
     mpf_class v;
     // Only base 10 has an exponent.
-    EXPECT_EQ(failureText([&] { stringToMpf("1e1", v, 2, 0); }, "stringToMpf"), "Invalid number: \"1e1\"");
+    EXPECT_EQ(failureWithSourceOf([&] { stringToMpf("1e1", v, 2, 0); }),
+              "BaseKit/Conversions|cGenericException|stringToMpf|Invalid number: \"1e1\"");
     for (int base : {1, 37})
-        EXPECT_EQ(failureText([&] { stringToMpf("1", v, base, 0); }, "stringToMpf"),
-                  "Invalid number base: " + std::to_string(base));
+        EXPECT_EQ(failureWithSourceOf([&] { stringToMpf("1", v, base, 0); }),
+                  "BaseKit/Conversions|cGenericException|stringToMpf|Invalid number base: " +
+                      std::to_string(base));
 }
 
 TEST(Conversions, MpfToHexWritesWidthsBoundariesAndWidening)
@@ -149,8 +138,10 @@ TEST(Conversions, ReadHexadecimalNumberTakesTheSignFromTheWidthAndReadsBackMpfTo
         EXPECT_EQ(fromHex(digits, width, isUnsigned), value) << digits;
 
     for (std::string const bad : {"", "0x", "G1", "12 ", "-1", "x12", "0x0x1", "1.5", "10000000000000000"})
-        EXPECT_EQ(failureText([&] { fromHex(bad, 8, true); }, "readHexadecimalNumber"),
-                  "Invalid hexadecimal number: \"" + bad + "\"");
+        EXPECT_EQ(
+            failureWithSourceOf([&] { fromHex(bad, 8, true); }),
+            "BaseKit/Conversions|cGenericException|readHexadecimalNumber|Invalid hexadecimal number: \"" +
+                bad + "\"");
 
     // What mpfToHex writes at a width reads back at that width.
     for (unsigned char width : {1, 2, 4, 8})
@@ -255,6 +246,7 @@ TEST(Conversions, UserRightsBothWays)
         EXPECT_EQ(getUserRightsFromInt(getUserRightsFromString(name)), name);
 
     for (std::string const bad : {"Root", "", "1.5", "2x", "99999999999", "Guest User", "+-1"})
-        EXPECT_EQ(failureText([&] { getUserRightsFromString(bad); }, "getUserRightsFromString"),
-                  "Unknown user rights: \"" + bad + "\"");
+        EXPECT_EQ(failureWithSourceOf([&] { getUserRightsFromString(bad); }),
+                  "BaseKit/Conversions|cGenericException|getUserRightsFromString|Unknown user rights: \"" +
+                      bad + "\"");
 }

@@ -2,26 +2,27 @@
 
 #include "BaseKit/IHostWindow.h"
 #include "BaseKit/cKynException.h"
-#include "tests/support/cRecordingSinks.h"
+#include "tests/support/cKitFixture.h"
 
 #include <gtest/gtest.h>
 
-TEST(UserMessages, GoToTheInstalledSinkAndQuestionsFollowTheScript)
+using UserMessages = cKitFixture;
+
+TEST_F(UserMessages, GoToTheInstalledSinkAndQuestionsFollowTheScript)
 {
-    cRecordingMessageSink sink;
     cGenericException failure("s", "f", 1, "It failed");
     doException(failure);
     doErrorMessage("e");
     doWarningMessage("w");
     doInformationMessage("i");
     displayScrollMessage("Report", "line 1\nline 2", 0);
-    sink.scriptAnswers({kIdYes});
+    messages.scriptAnswers({kIdYes});
     EXPECT_EQ(kIdYes, doYesNoQuestion("Set it to the closest limit?", kIdNo));
     // Past the script, a question is answered with its default button.
     EXPECT_EQ(kIdNo, doYesNoQuestion("Again?", kIdNo));
 
     std::vector<std::string> shown;
-    for (auto const& entry : sink.entries())
+    for (auto const& entry : messages.entries())
         shown.push_back(entry.kind + "|" + entry.title + "|" + entry.text);
     EXPECT_EQ((std::vector<std::string>{"exception|cGenericException|It failed", "error||e", "warning||w",
                                         "information||i", "scroll|Report|line 1\nline 2",
@@ -29,35 +30,36 @@ TEST(UserMessages, GoToTheInstalledSinkAndQuestionsFollowTheScript)
               shown);
 }
 
-TEST(UserMessages, DefaultSinkAnswersWithTheDefaultButtonAndIsRestored)
+// Null puts the default sink back: it writes to stderr and answers with the default button.
+TEST_F(UserMessages, DefaultSinkAnswersWithTheDefaultButton)
 {
-    IUserMessageSink* original = getUserMessageSink();
-    {
-        cRecordingMessageSink sink;
-        EXPECT_EQ(&sink, getUserMessageSink());
-    }
-    EXPECT_EQ(original, getUserMessageSink());
+    EXPECT_EQ(&messages, setUserMessageSink(nullptr));
+    IUserMessageSink* const defaultSink = getUserMessageSink();
+    EXPECT_TRUE(defaultSink != nullptr && defaultSink != &messages);
     testing::internal::CaptureStderr();
-    EXPECT_EQ(kIdNo, doYesNoQuestion("Overwrite?", kIdNo));
-    EXPECT_EQ(kIdYes, doYesNoQuestion("Continue?", kIdYes));
-    std::string printed = testing::internal::GetCapturedStderr();
+    int const answers = doYesNoQuestion("Overwrite?", kIdNo) * 10 + doYesNoQuestion("Continue?", kIdYes);
+    std::string const printed = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(nullptr, setUserMessageSink(&messages));
+    EXPECT_EQ(kIdNo * 10 + kIdYes, answers);
     EXPECT_NE(std::string::npos, printed.find("Overwrite?"));
+    EXPECT_TRUE(messages.entries().empty());
 }
 
-TEST(IHostWindow, NothingIsSentWithoutAWindow)
+using IHostWindowTest = cKitFixture;
+
+TEST_F(IHostWindowTest, MessagesGoToTheRegisteredWindowAndNowhereWithoutOne)
 {
-    ASSERT_EQ(nullptr, getMainWndH());
+    EXPECT_EQ(&window, getMainWndH());
+    SendMessageA(getMainWndH(), 0x9E3, 0, 0);
+    EXPECT_TRUE(PostMessageA(getMainWndH(), 2067, 5, 7));
+    std::vector<std::vector<long long>> sent;
+    for (auto const& m : window.messages())
+        sent.push_back({m.sent, m.message, static_cast<long long>(m.wParam), m.lParam});
+    EXPECT_EQ((std::vector<std::vector<long long>>{{1, 0x9E3, 0, 0}, {0, 2067, 5, 7}}), sent);
+
+    EXPECT_EQ(&window, setMainWndH(nullptr));
     EXPECT_EQ(0, SendMessageA(getMainWndH(), 0x9E3, 0, 0));
     EXPECT_FALSE(PostMessageA(getMainWndH(), 0x9E3, 0, 0));
-    {
-        cRecordingHostWindow window;
-        EXPECT_EQ(&window, getMainWndH());
-        SendMessageA(getMainWndH(), 0x9E3, 0, 0);
-        EXPECT_TRUE(PostMessageA(getMainWndH(), 2067, 5, 7));
-        std::vector<std::vector<long long>> sent;
-        for (auto const& m : window.messages())
-            sent.push_back({m.sent, m.message, static_cast<long long>(m.wParam), m.lParam});
-        EXPECT_EQ((std::vector<std::vector<long long>>{{1, 0x9E3, 0, 0}, {0, 2067, 5, 7}}), sent);
-    }
-    EXPECT_EQ(nullptr, getMainWndH());
+    setMainWndH(&window);
+    EXPECT_EQ(2u, window.messages().size());
 }

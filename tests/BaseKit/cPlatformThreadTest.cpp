@@ -5,8 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -14,13 +12,6 @@ using namespace platform;
 
 namespace
 {
-
-// Posts as soon as the target has made its queue.
-bool postWhenReady(uint32_t threadId, uint32_t message, uintptr_t wParam = 0, intptr_t lParam = 0)
-{
-    return eventually([&] { return PostThreadMessageA(threadId, message, wParam, lParam) != 0; });
-}
-
 // What a call returns and the last error it leaves behind, starting from ERROR_SUCCESS.
 template <class tCall> auto outcome(tCall call)
 {
@@ -29,17 +20,21 @@ template <class tCall> auto outcome(tCall call)
     return std::pair(result, GetLastError());
 }
 
-std::vector<sThreadMessage> g_discarded; // read only after the thread has been joined
+// Read only after the counter has been reached or the thread has been joined.
+std::vector<sThreadMessage> g_discarded;
+cEventCounter g_discardedCount;
 void recordDiscarded(sThreadMessage const& message)
 {
     g_discarded.push_back(message);
+    g_discardedCount.notify();
 }
 
-// What a worker is to take and what it saw; read once it has been joined, or through the atomics.
+// What a worker is to take and what it saw; read once it has been joined or has been heard of.
 struct sWorkerLog
 {
     std::vector<std::pair<uint32_t, uint32_t>> filters{{0, 0}};
     std::vector<sThreadMessage> received;
+    cEventCounter waiting; // notified as the worker makes its queue with its first GetMessageA
     std::atomic<bool> ran{false};
     std::atomic<bool> done{false};
 };
@@ -53,6 +48,7 @@ uint32_t takeMessages(void* argument)
     sThreadMessage message{};
     try
     {
+        log->waiting.notify();
         for (auto const& [lowest, highest] : log->filters)
         {
             GetMessageA(&message, lowest, highest);
@@ -64,6 +60,19 @@ uint32_t takeMessages(void* argument)
     }
     log->done = true;
     return message.message;
+}
+
+// The first post to a worker, once it has said that it waits. Its queue is made at the start of that
+// wait, so the post may still come a moment early; it is then given again, as the pipeline's posters do.
+bool postFirst(sWorkerLog& log, uint32_t threadId, uint32_t message, uintptr_t wParam = 0,
+               intptr_t lParam = 0)
+{
+    if (!log.waiting.waitFor(1))
+        return false;
+    for (int attempt = 0; attempt < 1000; ++attempt, Sleep(1))
+        if (PostThreadMessageA(threadId, message, wParam, lParam) != 0)
+            return true;
+    return false;
 }
 } // namespace
 
@@ -80,7 +89,7 @@ TEST(cPlatformThread, QueueExistsFromTheFirstGetAndTheIdFilterLeavesOthersInOrde
     EXPECT_EQ(outcome([&] { return PostThreadMessageA(id, 0x101, 0, 0); }), unknownThread);
 
     EXPECT_EQ(ResumeThread(handle), 1u);
-    ASSERT_TRUE(postWhenReady(id, 0x101, 1, -9));
+    ASSERT_TRUE(postFirst(log, id, 0x101, 1, -9));
     using tPost = std::pair<uint32_t, uintptr_t>;
     for (auto const& [message, word] : std::vector<tPost>{{0x300, 2}, {0x102, 3}, {0x103, 4}, {0x200, 5}})
         ASSERT_NE(PostThreadMessageA(id, message, word, 0), 0);
@@ -112,7 +121,7 @@ TEST(cPlatformThread, TerminateWakesABlockedThreadPastItsHandlersAndDiscardsItsF
     tThreadHandle handle = CreateThread(0, &takeMessages, &log, 0, &id);
     ASSERT_NE(handle, nullptr);
     // Outside the worker's filter: they stay queued until the queue goes with the thread.
-    ASSERT_TRUE(postWhenReady(id, 0x100, 0, 1234));
+    ASSERT_TRUE(postFirst(log, id, 0x100, 0, 1234));
     for (uint32_t i = 1; i < kMaxQueuedMessages; ++i)
         ASSERT_NE(PostThreadMessageA(id, 0x100, i, 0), 0) << i;
     EXPECT_EQ(outcome([&] { return PostThreadMessageA(id, 0x500, 0, 0); }),
@@ -144,10 +153,21 @@ TEST(cPlatformThread, CloseHandleEndsAThreadNeverResumedAndLetsARunningOneGoOn)
     EXPECT_FALSE(suspended.ran);
 
     static sWorkerLog log; // outlives the detached thread
+    log.filters = {{0x10005, 0x10005}};
+    tDiscardedMessageHandler const previous = setDiscardedMessageHandler(&recordDiscarded);
+    g_discarded.clear();
+    unsigned int const discardedBefore = g_discardedCount.count();
     uint32_t id = 0;
     EXPECT_NE(CloseHandle(CreateThread(0, &takeMessages, &log, 0, &id)), 0);
-    ASSERT_TRUE(postWhenReady(id, 0x10005, 3));
-    EXPECT_TRUE(eventually([&] { return log.done.load(); }));
-    // Its queue goes when it ends.
-    EXPECT_TRUE(eventually([&] { return PostThreadMessageA(id, 0x10001, 0, 0) == 0; }));
+    // The first message is outside the filter: it is still queued when the worker ends, and its discard
+    // tells that the queue has gone.
+    ASSERT_TRUE(postFirst(log, id, 0x10001, 7));
+    ASSERT_NE(PostThreadMessageA(id, 0x10005, 3, 0), 0);
+    ASSERT_TRUE(g_discardedCount.waitFor(discardedBefore + 1));
+    setDiscardedMessageHandler(previous);
+    EXPECT_TRUE(log.done);
+    ASSERT_EQ(g_discarded.size(), 1u);
+    EXPECT_EQ(g_discarded[0].wParam, 7u);
+    EXPECT_EQ(outcome([&] { return PostThreadMessageA(id, 0x10001, 0, 0); }),
+              std::pair(0, ERROR_INVALID_THREAD_ID));
 }

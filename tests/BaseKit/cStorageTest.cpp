@@ -2,6 +2,8 @@
 
 #include "BaseKit/cSignalStorage.h"
 
+#include "tests/support/cFailureWithSource.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -38,21 +40,6 @@ void fill(cStorage<unsigned int>& list, unsigned int count)
 std::vector<unsigned int> elements(cStorage<unsigned int> const& list)
 {
     return std::vector<unsigned int>(list.data(), list.data() + list.size());
-}
-
-// "class function" of the failure that call must throw from BaseKit/cStorage.
-std::string failure(std::function<void()> const& call)
-{
-    try
-    {
-        call();
-    }
-    catch (cKynException const& e)
-    {
-        EXPECT_EQ(e.getSourceFile(), "BaseKit/cStorage");
-        return std::string(e.getClassName()) + " " + e.getFunction();
-    }
-    return "nothing thrown";
 }
 } // namespace
 
@@ -128,8 +115,10 @@ TEST(cStorage, RemoveAndAtCheckTheIndexAndClearKeepsTheMemory)
     list.remove(3);
     EXPECT_EQ(elements(list), (std::vector<unsigned int>{0, 20, 30}));
     EXPECT_EQ(list.at(2), 30u);
-    EXPECT_EQ(failure([&] { list.remove(3); }), "cBadListIndex cStorage<unsigned int>::remove");
-    EXPECT_EQ(failure([&] { list.at(3); }), "cBadListIndex cStorage<unsigned int>::at");
+    EXPECT_EQ(failureWithSourceOf([&] { list.remove(3); }),
+              "BaseKit/cStorage|cBadListIndex|cStorage<unsigned int>::remove|List index out of range.");
+    EXPECT_EQ(failureWithSourceOf([&] { list.at(3); }),
+              "BaseKit/cStorage|cBadListIndex|cStorage<unsigned int>::at|List index out of range.");
 
     // 2000 is the default growth step.
     list.clear();
@@ -182,15 +171,15 @@ TEST(cStorage, AllocationFailuresLeaveTheListAsItWas)
     // An add fails when neither a whole step nor one element can be had.
     using sCase = std::tuple<unsigned int, std::function<void()>, char const*>;
     for (auto const& [failures, call, text] :
-         {sCase{2, [&] { list.add(30); }, "cMemoryAllocationFailed cStorage<unsigned int>::add"},
-          sCase{2, [&] { channels.add(nullptr); }, "cMemoryAllocationFailed cStorage<class cChannel *>::add"},
-          sCase{1, [&] { cStorage<unsigned int> copied(list); },
-                "cMemoryAllocationFailed cStorage<unsigned int>::cStorage"},
-          sCase{1, [&] { target = list; }, "cMemoryAllocationFailed cStorage<unsigned int>::operator ="},
-          sCase{1, [&] { list.reserve(100); }, "cMemoryAllocationFailed cStorage<unsigned int>::reserve"}})
+         {sCase{2, [&] { list.add(30); }, "cStorage<unsigned int>::add"},
+          sCase{2, [&] { channels.add(nullptr); }, "cStorage<class cChannel *>::add"},
+          sCase{1, [&] { cStorage<unsigned int> copied(list); }, "cStorage<unsigned int>::cStorage"},
+          sCase{1, [&] { target = list; }, "cStorage<unsigned int>::operator ="},
+          sCase{1, [&] { list.reserve(100); }, "cStorage<unsigned int>::reserve"}})
     {
         cStorageAllocator::failNextAllocations(failures);
-        EXPECT_EQ(failure(call), text);
+        EXPECT_EQ(failureWithSourceOf(call), std::string("BaseKit/cStorage|cMemoryAllocationFailed|") + text +
+                                                 "|Memory allocation failed.");
     }
     EXPECT_EQ(list.getCapacity(), 3u);
     EXPECT_EQ(elements(list), (std::vector<unsigned int>{0, 10, 20}));

@@ -54,19 +54,63 @@ mpf_class powerOfTwo(unsigned int exponent)
 }
 } // namespace
 
-TEST(MathematicalFunctions, ArithmeticFoldsFromTheFirstOperandInOrder)
+// Arithmetic folds from the first operand in order, bitwise operations use two's complement, logical
+// ones answer 1 or 0, and rounding sends halves away from zero.
+TEST(MathematicalFunctions, EachFunctionGivesItsExactResult)
 {
-    EXPECT_EQ(6.5, call(Add, {1, 2, 3.5}));
-    EXPECT_EQ(-5, call(Sub, {5}));
-    EXPECT_EQ(7, call(Sub, {10, 1, 2}));
-    EXPECT_EQ(-3, call(Mult, {2, -3, 0.5}));
-    EXPECT_EQ(0.125, call(Div, {1, 4, 2}));
-
-    // 2^80 + 1 has more bits than a double: only exact mpf arithmetic keeps the last 1.
-    mpf_class const big = call(Add, {call(Power, {2, 80}), 1});
-    EXPECT_EQ(mpf_class((mpz_class(1) << 80) + 1), big);
-    EXPECT_EQ(1, call(Sub, {big, powerOfTwo(80)}));
-    EXPECT_EQ(mpf_get_prec(mpf_class().get_mpf_t()), mpf_get_prec(big.get_mpf_t()));
+    struct
+    {
+        tMathematicalFunction function;
+        tValues operands;
+        mpf_class result;
+    } const cases[] = {
+        {Add, {1, 2, 3.5}, 6.5},
+        {Sub, {5}, -5},
+        {Sub, {10, 1, 2}, 7},
+        {Mult, {2, -3, 0.5}, -3},
+        {Div, {1, 4, 2}, 0.125},
+        // 2^80 + 1 has more bits than a double: only exact mpf arithmetic keeps the last 1.
+        {Add, {powerOfTwo(80), 1}, mpf_class((mpz_class(1) << 80) + 1)},
+        {Sub, {powerOfTwo(80) + 1, powerOfTwo(80)}, 1},
+        {Power, {2, 80}, powerOfTwo(80)},
+        {Power, {-3, 3}, -27},
+        {Power, {-2, -3}, -0.125},
+        {Power, {0, 0}, 1},
+        {Power, {0, 5}, 0},
+        {Power, {0, 0.5}, 0},
+        // A whole exponent far past unsigned long: only a base of magnitude 1 gives a usable answer.
+        {Power, {-1, mpf_class("1000000000000000000000000000001")}, -1},
+        {Power, {0.5, powerOfTwo(50)}, 0},
+        {LOr, {12, 10}, 14},
+        {LOr, {-8, 3}, -5},
+        {LOr, {powerOfTwo(70), 1}, powerOfTwo(70) + 1},
+        {LAnd, {-8, 12}, 8},
+        {LAnd, {-1, 6, 14}, 6},
+        {LNot, {0}, -1},
+        {LNot, {-6}, 5},
+        {Not, {0}, 1},
+        {Not, {0.001}, 0},
+        {IsEqual, {2, 2, 2}, 1},
+        {IsEqual, {2, 2, 2.0000001}, 0},
+        {Or, {0, 0}, 0},
+        {Or, {0, -3}, 1},
+        {And, {1, -2.5}, 1},
+        {And, {1, 0, 1}, 0},
+        {Max, {-3, -1, -2}, -1},
+        {Max, {4.5}, 4.5},
+        {Min, {-1, -2, -3}, -3},
+        {RoundCeil, {-2.9}, -2},
+        {RoundFloor, {-2.1}, -3},
+        {Round, {2.5}, 3},
+        {Round, {-2.5}, -3},
+        {Round, {-2.4999999}, -2},
+        // The largest double below one half: adding 0.5 in double precision would round it up to 1.
+        {Round, {0.49999999999999994}, 0},
+        {Rgb, {193, 252, 54}, 193 + 256 * 252 + 65536 * 54},
+        {Rgb, {255, 255, 255}, 16777215},
+    };
+    for (std::size_t i = 0; i < std::size(cases); ++i)
+        EXPECT_EQ(cases[i].result, call(cases[i].function, cases[i].operands)) << "case " << i;
 }
 
 TEST(MathematicalFunctions, OperandsStayUnchangedAndSetTheResultPrecision)
@@ -76,69 +120,19 @@ TEST(MathematicalFunctions, OperandsStayUnchangedAndSetTheResultPrecision)
     EXPECT_EQ(7, operands.owned[0].value);
     EXPECT_EQ(2, operands.owned[1].value);
     EXPECT_GE(mpf_get_prec(quotient.get_mpf_t()), 256u);
+    mpf_class const sum = call(Add, {1, 2});
+    EXPECT_EQ(mpf_get_prec(mpf_class().get_mpf_t()), mpf_get_prec(sum.get_mpf_t()));
 }
 
-TEST(MathematicalFunctions, PowerIsExactForWholeExponentsAndCloseForFractionalOnes)
+TEST(MathematicalFunctions, FractionalPowersAreCloseAndReachBeyondTheRangeOfADouble)
 {
-    EXPECT_EQ(-27, call(Power, {-3, 3}));
-    EXPECT_EQ(-0.125, call(Power, {-2, -3}));
-    EXPECT_EQ(1, call(Power, {0, 0}));
-    EXPECT_EQ(0, call(Power, {0, 5}));
-    EXPECT_EQ(0, call(Power, {0, 0.5}));
-    // A whole exponent far past unsigned long: only a base of magnitude 1 gives a usable answer.
-    EXPECT_EQ(-1, call(Power, {-1, mpf_class("1000000000000000000000000000001")}));
-    EXPECT_EQ(0, call(Power, {0.5, powerOfTwo(50)}));
-
     // Fractional exponents go through double precision: absolute error below 1e-14 near 1.
     EXPECT_NEAR(std::sqrt(2.0), call(Power, {2, 0.5}).get_d(), 1e-14);
     EXPECT_NEAR(1.0 / 3.0, call(Power, {27, -1.0 / 3.0}).get_d(), 1e-14);
-    // 10^400.5 lies beyond the range of a double and still comes out (relative error below 1e-12).
+    // 10^400.5 still comes out (relative error below 1e-12).
     mpf_class reference;
     mpf_pow_ui(reference.get_mpf_t(), mpf_class(10).get_mpf_t(), 400);
     EXPECT_LT(abs(call(Power, {10, 400.5}) / (reference * sqrt(mpf_class(10))) - 1), 1e-12);
-}
-
-TEST(MathematicalFunctions, BitwiseOperationsUseTwosComplement)
-{
-    EXPECT_EQ(14, call(LOr, {12, 10}));
-    EXPECT_EQ(-5, call(LOr, {-8, 3}));
-    EXPECT_EQ(8, call(LAnd, {-8, 12}));
-    EXPECT_EQ(6, call(LAnd, {-1, 6, 14}));
-    EXPECT_EQ(-1, call(LNot, {0}));
-    EXPECT_EQ(5, call(LNot, {-6}));
-    EXPECT_EQ(powerOfTwo(70) + 1, call(LOr, {powerOfTwo(70), 1}));
-}
-
-TEST(MathematicalFunctions, LogicalOperationsAnswerOneOrZero)
-{
-    EXPECT_EQ(1, call(Not, {0}));
-    EXPECT_EQ(0, call(Not, {0.001}));
-    EXPECT_EQ(1, call(IsEqual, {2, 2, 2}));
-    EXPECT_EQ(0, call(IsEqual, {2, 2, 2.0000001}));
-    EXPECT_EQ(0, call(Or, {0, 0}));
-    EXPECT_EQ(1, call(Or, {0, -3}));
-    EXPECT_EQ(1, call(And, {1, -2.5}));
-    EXPECT_EQ(0, call(And, {1, 0, 1}));
-    EXPECT_EQ(-1, call(Max, {-3, -1, -2}));
-    EXPECT_EQ(-3, call(Min, {-1, -2, -3}));
-    EXPECT_EQ(4.5, call(Max, {4.5}));
-}
-
-TEST(MathematicalFunctions, RoundingSendsHalvesAwayFromZero)
-{
-    EXPECT_EQ(-2, call(RoundCeil, {-2.9}));
-    EXPECT_EQ(-3, call(RoundFloor, {-2.1}));
-    EXPECT_EQ(3, call(Round, {2.5}));
-    EXPECT_EQ(-3, call(Round, {-2.5}));
-    EXPECT_EQ(-2, call(Round, {-2.4999999}));
-    // The largest double below one half: adding 0.5 in double precision would round it up to 1.
-    EXPECT_EQ(0, call(Round, {0.49999999999999994}));
-}
-
-TEST(MathematicalFunctions, RgbPacksThreeBytesFromRedUp)
-{
-    EXPECT_EQ(193 + 256 * 252 + 65536 * 54, call(Rgb, {193, 252, 54}));
-    EXPECT_EQ(16777215, call(Rgb, {255, 255, 255}));
 }
 
 TEST(MathematicalFunctions, FailuresSayWhatWasWrong)

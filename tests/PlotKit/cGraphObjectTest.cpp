@@ -2,29 +2,12 @@
 
 #include "PlotKit/cGraphHotPoint.h"
 
+#include "tests/support/cPlotDoubles.h"
+
 #include <gtest/gtest.h>
 #include <vector>
 
-namespace
-{
-// Counts its destructions, so that the test sees who deletes the points.
-class cCountedHotPoint : public cGraphHotPoint
-{
-public:
-    explicit cCountedHotPoint(int& deaths) : m_deaths(deaths) {}
-    ~cCountedHotPoint() override { ++m_deaths; }
-
-private:
-    int& m_deaths;
-};
-
-// An object of one crash file, as SimCore's series and squares are.
-class cFileObject : public cGraphObject
-{
-public:
-    unsigned long long GetCrashFileAddress() const override { return 0x1234; }
-};
-} // namespace
+using cCountedHotPoint = tCounted<cGraphHotPoint>;
 
 TEST(cGraphObject, OwnsItsHotPointsAndWalksThemInOrder)
 {
@@ -77,7 +60,7 @@ TEST(cGraphObject, BaseAnswersForAnObjectOfNoCrashFile)
 
 TEST(cGraphObject, SetIfItIsToBeDrawnMatchesTheObjectsCrashFileOnly)
 {
-    cFileObject object;
+    tOfCrashFile<cGraphObject, 0x1234> object;
     EXPECT_FALSE(object.SetIfItIsToBeDrawn(0x1235, false));
     EXPECT_TRUE(object.GetDrawingEnabled());
     EXPECT_TRUE(object.SetIfItIsToBeDrawn(0x1234, false));

@@ -3,6 +3,7 @@
 #include "BaseKit/cKynException.h"
 #include "StoreKit/cConfigurationReader.h"
 
+#include "tests/support/cConfigurationTexts.h"
 #include "tests/support/cTestHelpers.h"
 
 #include <gtest/gtest.h>
@@ -13,17 +14,7 @@ namespace
 cConfigurationGroup readTree()
 {
     cConfigurationGroup top;
-    cConfigurationReader::read("Name = Top\n"
-                               "Parameter {\n"
-                               "    Name = First\n"
-                               "    Precision = 8\n"
-                               "    Color = 0xFF00\n"
-                               "}\n"
-                               "Parameter {\n"
-                               "\n"
-                               "    Precision = abc\n"
-                               "}\n",
-                               "/p/a.cfg", top);
+    cConfigurationReader::read(readText(SIMCORE_TEST_DATA_DIR "StoreKit/parameters.cfg"), "/p/a.cfg", top);
     return top;
 }
 
@@ -47,38 +38,42 @@ TEST(cConfigurationGroup, FindItemReadsTheFirstSubgroupOfThatNameOrThisGroupAndN
     std::string text;
     int number = -5;
     long color = 0;
-    EXPECT_EQ(top.findItem("", "Name", text, false) + top.findItem("Parameter", "Precision", number, false) +
-                  top.findItem("Parameter", "Color", color, false, true),
+    EXPECT_EQ(top.findItem("", "Name", text, /*mandatory=*/false) +
+                  top.findItem("Parameter", "Precision", number, /*mandatory=*/false) +
+                  top.findItem("Parameter", "Color", color, /*mandatory=*/false, /*hexadecimal=*/true),
               3);
     EXPECT_EQ(text + std::to_string(number) + " " + std::to_string(color), "Top8 65280");
     // Absent key, absent subgroup, a key of a subgroup asked of the top: 0, the default stays.
     number = -5;
-    EXPECT_EQ(top.findItem("Parameter", "Missing", number, false) +
-                  top.findItem("None", "Precision", number, false) +
-                  top.findItem("", "Precision", number, false),
+    EXPECT_EQ(top.findItem("Parameter", "Missing", number, /*mandatory=*/false) +
+                  top.findItem("None", "Precision", number, /*mandatory=*/false) +
+                  top.findItem("", "Precision", number, /*mandatory=*/false),
               0);
     EXPECT_EQ(number, -5);
-    EXPECT_EQ(top.findConfigurationGroup("None", false), nullptr);
+    EXPECT_EQ(top.findConfigurationGroup("None", /*mandatory=*/false), nullptr);
 
     std::string const invalid = "cGenericException|cConfigurationGroup::findItem|Invalid value ";
     std::string const missing = "cMissingItem|cConfigurationGroup::findItem|Missing ";
     EXPECT_EQ(
-        failureOf([&] { top.GetConfigurationGroups().at(1)->findItem("", "Precision", number, false); }),
+        failureOf(
+            [&]
+            { top.GetConfigurationGroups().at(1)->findItem("", "Precision", number, /*mandatory=*/false); }),
         invalid + "\"abc\" of key \"Precision\" in group \"Parameter\" at line 9 of file \"/p/a.cfg\": a "
                   "whole number is expected.");
     // The top group of a file has no name to give.
-    EXPECT_EQ(failureOf([&] { top.findItem("", "Name", number, false); }),
+    EXPECT_EQ(failureOf([&] { top.findItem("", "Name", number, /*mandatory=*/false); }),
               invalid +
                   "\"Top\" of key \"Name\" at line 1 of file \"/p/a.cfg\": a whole number is expected.");
-    EXPECT_EQ(failureOf([&] { top.findItem("Parameter", "Unit", text, true); }),
+    EXPECT_EQ(failureOf([&] { top.findItem("Parameter", "Unit", text, /*mandatory=*/true); }),
               missing + "key \"Unit\".\nIn group \"Parameter\" (line 2) of file \"/p/a.cfg\".");
-    EXPECT_EQ(failureOf([&] { top.findItem("Channels List", "Unit", text, true); }),
+    EXPECT_EQ(failureOf([&] { top.findItem("Channels List", "Unit", text, /*mandatory=*/true); }),
               missing + "group \"Channels List\".\nIn file \"/p/a.cfg\".");
-    EXPECT_EQ(failureOf([&] { top.findConfigurationGroup("Channels List", true); }),
+    EXPECT_EQ(failureOf([&] { top.findConfigurationGroup("Channels List", /*mandatory=*/true); }),
               "cMissingItem|cConfigurationGroup::findConfigurationGroup|Missing group \"Channels List\".\nIn "
               "file \"/p/a.cfg\".");
-    EXPECT_EQ(failureOf([&] { cConfigurationGroup("Parameter").findItem("", "Name", text, true); }),
-              missing + "key \"Name\".\nIn group \"Parameter\".");
+    EXPECT_EQ(
+        failureOf([&] { cConfigurationGroup("Parameter").findItem("", "Name", text, /*mandatory=*/true); }),
+        missing + "key \"Name\".\nIn group \"Parameter\".");
 }
 
 TEST(cConfigurationGroup, CopiesAreDeepAndKeepTheOrigin)
@@ -88,7 +83,7 @@ TEST(cConfigurationGroup, CopiesAreDeepAndKeepTheOrigin)
     copy.GetConfigurationGroups()[0]->replaceString("First", "Changed");
     copy.GetConfigurationGroups()[1]->addInformation("Extra", 1);
     std::string text;
-    original.findItem("Parameter", "Name", text, true);
+    original.findItem("Parameter", "Name", text, /*mandatory=*/true);
     EXPECT_EQ(text + std::to_string(original.GetConfigurationGroups()[1]->nbOfInformation()), "First1");
     cConfigurationGroup const* second = copy.GetConfigurationGroups()[1];
     EXPECT_EQ(second->getSourceFile() + ":" + std::to_string(second->getLineNumber()), "/p/a.cfg:7");
@@ -147,8 +142,5 @@ TEST(cConfigurationGroup, ReplaceStringChangesOnlyTheFirstExactValueOfItsOwnItem
     group.GetConfigurationGroups()[0]->addInformation("Drawing Enable", "hide");
     EXPECT_EQ(group.replaceString("no-disable", "yes-enable"), 1);
     EXPECT_EQ(group.replaceString("hide", "show") + group.replaceString("no-disab", "x"), 0);
-    std::vector<sInformationItem> const& items = group.getInformationRange();
-    EXPECT_EQ(items[0].key + "=" + items[0].value + "@" + std::to_string(items[0].lineNumber) + " " +
-                  items[1].value + " " + items[2].value,
-              "Drawing Enable=yes-enable@5 no-disable no-disabled");
+    EXPECT_EQ(itemsOf(group), "Drawing Enable=yes-enable@5;Other=no-disable@0;Partial=no-disabled@0;");
 }

@@ -16,11 +16,11 @@ template <typename T, bool hexadecimal = false> T read(cObjectToStoreInfo const&
     T value{};
     if constexpr (hexadecimal)
     {
-        EXPECT_EQ(info.findItemValue(key, value, false, true), 1) << key;
+        EXPECT_EQ(info.findItemValue(key, value, /*mandatory=*/false, /*hexadecimal=*/true), 1) << key;
     }
     else
     {
-        EXPECT_EQ(info.findItemValue(key, value, false), 1) << key;
+        EXPECT_EQ(info.findItemValue(key, value, /*mandatory=*/false), 1) << key;
     }
     return value;
 }
@@ -41,9 +41,9 @@ TEST(cObjectToStoreInfo, AddInformationWritesEachTypeInItsTextFormInOrder)
     info.addInformation("a", true);
     info.addInformation("b", false);
     info.addInformation("c", -42L);
-    info.addInformation("d", 255L, true);
-    info.addInformation("e", 0x12345L, true);
-    info.addInformation("f", -2L, true); // two's complement in as few bytes as hold it
+    info.addInformation("d", 255L, /*hexadecimal=*/true);
+    info.addInformation("e", 0x12345L, /*hexadecimal=*/true);
+    info.addInformation("f", -2L, /*hexadecimal=*/true); // two's complement in as few bytes as hold it
     info.addInformation("g", mpf_class(2.5), 0);
     info.addInformation("h", mpf_class(-1.25), 1);
     info.addInformation("i", 4000000000u);
@@ -81,17 +81,19 @@ TEST(cObjectToStoreInfo, FindItemValueReadsEachTypeTheFirstOfAKeyAndLeavesDefaul
     EXPECT_EQ((read<long, true>(info, "0XfF")), 255);
     EXPECT_EQ((read<long, true>(info, "0xFFFFFFFFFFFFFFFF")), -1); // 16 digits are a full 64-bit pattern
     int line = 0;
-    info.findItemLineNumber("Path", line, true);
+    info.findItemLineNumber("Path", line, /*mandatory=*/true);
     EXPECT_EQ(read<std::string>(info, "Path") + std::to_string(line), "first3");
 
     std::string text = "default";
     line = -1;
-    EXPECT_EQ(info.findItemValue("double", text, false) + info.findItemLineNumber("Other", line, false), 0);
+    EXPECT_EQ(info.findItemValue("double", text, /*mandatory=*/false) +
+                  info.findItemLineNumber("Other", line, /*mandatory=*/false),
+              0);
     EXPECT_EQ(text + std::to_string(line), "default-1");
     // A plain list knows no group or file to name.
-    EXPECT_EQ(failureOf([&] { info.findItemValue("Other", text, true); }),
+    EXPECT_EQ(failureOf([&] { info.findItemValue("Other", text, /*mandatory=*/true); }),
               "cMissingItem|cObjectToStoreInfo::findItemValue|Missing key \"Other\".\n");
-    EXPECT_THROW(info.findItemLineNumber("Other", line, true), cMissingItem);
+    EXPECT_THROW(info.findItemLineNumber("Other", line, /*mandatory=*/true), cMissingItem);
 }
 
 TEST(cObjectToStoreInfo, BadTextsNameWhatWasExpectedAndLeaveTheValue)
@@ -118,6 +120,6 @@ TEST(cObjectToStoreInfo, BadTextsNameWhatWasExpectedAndLeaveTheValue)
         EXPECT_EQ(failure(info, text), head + "\"" + text + "\" of key \"" + text + "\": " + expected);
     }
     int untouched = 5;
-    EXPECT_ANY_THROW(info.findItemValue("1.5x", untouched, false));
+    EXPECT_ANY_THROW(info.findItemValue("1.5x", untouched, /*mandatory=*/false));
     EXPECT_EQ(untouched, 5);
 }
