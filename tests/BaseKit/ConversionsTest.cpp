@@ -2,7 +2,7 @@
 
 #include "BaseKit/cKynException.h"
 
-#include "tests/support/cFailureWithSource.h"
+#include "tests/support/cTestHelpers.h"
 
 #include <gtest/gtest.h>
 

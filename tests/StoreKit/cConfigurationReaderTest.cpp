@@ -5,7 +5,6 @@
 #include "StoreKit/cConfigurationWriter.h"
 
 #include "tests/support/cConfigurationTexts.h"
-#include "tests/support/cFailureWithSource.h"
 #include "tests/support/cTestHelpers.h"
 
 #include <gtest/gtest.h>

@@ -63,3 +63,16 @@ catch (cKynException const& e)
 {
     return std::string(e.getClassName()) + "|" + e.getFunction() + "|" + e.what();
 }
+
+// "source|class|function|text" of the family exception that call throws, or "no exception": for the
+// tests that also check the source file a failure names (hosts compare it).
+template <typename F> std::string failureWithSourceOf(F call)
+try
+{
+    call();
+    return "no exception";
+}
+catch (cKynException const& e)
+{
+    return e.getSourceFile() + "|" + e.getClassName() + "|" + e.getFunction() + "|" + e.what();
+}
