@@ -2,11 +2,11 @@
 
 #include "SimCore/cKynFileList.h"
 #include "StoreKit/cConfigurationReader.h"
-#include "tests/support/cRecordingSinks.h"
-#include "tests/support/cResultWorld.h"
+#include "tests/support/cAlgorithmFixture.h"
 #include "tests/support/cTestHelpers.h"
 
 #include <gtest/gtest.h>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -30,18 +30,16 @@ struct cCountingRecording : cInputFile
     size_t declaredCount = 99;
 };
 
-// A world with an algorithm of three events, two of them file-linked, at 20000 ticks per second.
-struct sKynFileWorld
+// An algorithm of three events, two of them file-linked, at 20000 ticks per second.
+class cKynFileTest : public cAlgorithmFixture
 {
-    sKynFileWorld()
+protected:
+    cKynFileTest()
     {
         algorithm.loadTimeEvents("Time Event {\nName = A\nFile Link = 1\n}\nTime Event {\nName = B\n}\n"
                                  "Time Event {\nName = C\nFile Link = 1\n}\n");
         algorithm.setTimeEventsPrecisionFrequency(20000);
-        myActiveAlgorithm = &algorithm;
     }
-    sResultWorld world;
-    cOpenAlgorithm algorithm;
 };
 
 cConfigurationGroup settings(std::string const& text)
@@ -57,32 +55,27 @@ std::vector<std::string> texts(structTTF const& ttf)
 }
 } // namespace
 
-TEST(cKynFile, SetTtfValueEncodesNoFireNotDefinedTicksAndFreeText)
+// Each input line is given as the optimum; any negative number other than -2 is no fire, and 12.5
+// ticks round away from zero.
+TEST_F(cKynFileTest, SetTtfValueEncodesNoFireNotDefinedTicksAndFreeText)
 {
-    sKynFileWorld w;
-    cTimeEvent* const event = w.algorithm.timeEvent("A");
+    cTimeEvent* const event = algorithm.timeEvent("A");
     event->setPrecisionFrequency(1000);
     structTTF ttf(event, "-1", "-1", "-1", 1.0f);
-    std::vector<std::string> const inputs = {
-        " NF ",        "nf",   "-1",      "-5",  "-0.4", "-2", "-2.000",      "NotDef", "not defined",
-        "NOT DEFINED", "12.5", "12.4999", " 7 ", "0",    "-0", "late deploy", "12 ms",  "nf."};
-    std::vector<std::string> stored;
-    for (std::string const& input : inputs)
+    std::istringstream inputs(testData("SimCore/results/ttf-input.txt"));
+    std::string stored;
+    for (std::string input; std::getline(inputs, input);)
     {
         EXPECT_TRUE(ttf.setTtfValue(eTtfOptimum, input));
-        stored.push_back(ttf.values[eTtfOptimum]);
+        stored += ttf.values[eTtfOptimum] + "\n";
     }
-    // Any negative number other than -2 is no fire; 12.5 ticks round away from zero.
-    EXPECT_EQ((std::vector<std::string>{"-1", "-1", "-1", "-1", "-1", "-2", "-2", "-2", "-2", "-2", "13",
-                                        "12", "7", "0", "0", "S:late deploy", "S:12 ms", "S:nf."}),
-              stored);
+    EXPECT_EQ(testData("SimCore/results/ttf-expected.txt"), stored);
     EXPECT_EQ("-1", ttf.values[eTtfMinimum]) << "only the given kind changes";
 }
 
-TEST(cKynFile, TextFormsGiveMillisecondsAtTheRequestedPrecision)
+TEST_F(cKynFileTest, TextFormsGiveMillisecondsAtTheRequestedPrecision)
 {
-    sKynFileWorld w;
-    structTTF ttf(w.algorithm.timeEvent("A"), "-1", "-2", "-1", 1.0f);
+    structTTF ttf(algorithm.timeEvent("A"), "-1", "-2", "-1", 1.0f);
     ttf.setTtfValue(eTtfMaximum, "12.5"); // 250 ticks at 20000 per second
     double milliseconds = -7.0;
     EXPECT_FALSE(ttf.asMilliseconds(eTtfMinimum, milliseconds));
@@ -104,13 +97,12 @@ TEST(cKynFile, TextFormsGiveMillisecondsAtTheRequestedPrecision)
     EXPECT_EQ("after the pole", ttf.asString(eTtfOptimum, 3));
 }
 
-TEST(cKynFile, NewFileExpectsNoFireForEachFileLinkedEventOnly)
+TEST_F(cKynFileTest, NewFileExpectsNoFireForEachFileLinkedEventOnly)
 {
-    sKynFileWorld w;
-    cKynFile* const file = w.world.addCrash("/data/crash_01.csh");
-    cTimeEvent* const a = w.algorithm.timeEvent("A");
-    cTimeEvent* const b = w.algorithm.timeEvent("B");
-    cTimeEvent* const c = w.algorithm.timeEvent("C");
+    cKynFile* const file = addCrash("/data/crash_01.csh");
+    cTimeEvent* const a = algorithm.timeEvent("A");
+    cTimeEvent* const b = algorithm.timeEvent("B");
+    cTimeEvent* const c = algorithm.timeEvent("C");
     ASSERT_EQ(2u, file->getTtfSettings().size());
     for (cTimeEvent* event : {a, c})
     {
@@ -125,13 +117,12 @@ TEST(cKynFile, NewFileExpectsNoFireForEachFileLinkedEventOnly)
     EXPECT_EQ(0x4639ff, file->getColor());
 
     myActiveAlgorithm = nullptr;
-    EXPECT_TRUE(w.world.addCrash("/data/crash_02.csh")->TTFSettingListEmpty()) << "no algorithm, no events";
+    EXPECT_TRUE(addCrash("/data/crash_02.csh")->TTFSettingListEmpty()) << "no algorithm, no events";
 }
 
-TEST(cKynFile, LoadTTFSettingsStopsAtAnUnknownEventAndKeepsWhatCameBefore)
+TEST_F(cKynFileTest, LoadTTFSettingsStopsAtAnUnknownEventAndKeepsWhatCameBefore)
 {
-    sKynFileWorld w;
-    cKynFile* const file = w.world.addCrash("/data/crash_01.csh");
+    cKynFile* const file = addCrash("/data/crash_01.csh");
     EXPECT_TRUE(file->loadTTFSettings(nullptr));
     cConfigurationGroup group =
         settings("Time Event Settings {\nTime Event = C\nMinimum Value = 10\nOptimum = NF\n"
@@ -142,10 +133,10 @@ TEST(cKynFile, LoadTTFSettingsStopsAtAnUnknownEventAndKeepsWhatCameBefore)
                  "Time Event Settings {\nTime Event = A\nMinimum Value = 1\nOptimum = 2\n"
                  "Maximum Value = 3\nWeight = 2\n}\n");
     EXPECT_FALSE(file->loadTTFSettings(&group));
-    structTTF* const c = file->findStructTTF(w.algorithm.timeEvent("C"));
+    structTTF* const c = file->findStructTTF(algorithm.timeEvent("C"));
     EXPECT_EQ((std::vector<std::string>{"200", "-1", "-2"}), texts(*c));
     EXPECT_EQ(0.5f, c->weight);
-    structTTF* const a = file->findStructTTF(w.algorithm.timeEvent("A"));
+    structTTF* const a = file->findStructTTF(algorithm.timeEvent("A"));
     EXPECT_EQ((std::vector<std::string>{"-1", "-1", "-1"}), texts(*a))
         << "entries after the unknown one stay";
     EXPECT_EQ(1.0f, a->weight);
@@ -167,19 +158,18 @@ TEST(cKynFile, LoadTTFSettingsStopsAtAnUnknownEventAndKeepsWhatCameBefore)
     EXPECT_EQ(3.0f, a->weight);
 }
 
-TEST(cKynFile, CopyTTFSettingsTakesTheTextsAndWeightsOfEachEntry)
+TEST_F(cKynFileTest, CopyTTFSettingsTakesTheTextsAndWeightsOfEachEntry)
 {
-    sKynFileWorld w;
-    cKynFile* const source = w.world.addCrash("/data/crash_01.csh");
-    cKynFile* const target = w.world.addCrash("/data/crash_02.csh");
+    cKynFile* const source = addCrash("/data/crash_01.csh");
+    cKynFile* const target = addCrash("/data/crash_02.csh");
     for (auto const& entry : source->getTtfSettings())
     {
-        entry.second->setTtfValue(eTtfMinimum, entry.first == w.algorithm.timeEvent("A") ? "5" : "6");
+        entry.second->setTtfValue(eTtfMinimum, entry.first == algorithm.timeEvent("A") ? "5" : "6");
         entry.second->setTtfValue(eTtfMaximum, "free");
         entry.second->weight = 0.25f;
     }
     target->copyTTFSettings(source);
-    for (cTimeEvent* event : {w.algorithm.timeEvent("A"), w.algorithm.timeEvent("C")})
+    for (cTimeEvent* event : {algorithm.timeEvent("A"), algorithm.timeEvent("C")})
     {
         structTTF const* const from = source->findStructTTF(event);
         structTTF const* const to = target->findStructTTF(event);
@@ -188,12 +178,11 @@ TEST(cKynFile, CopyTTFSettingsTakesTheTextsAndWeightsOfEachEntry)
         EXPECT_EQ(event, to->timeEvent);
         EXPECT_EQ(0.25f, to->weight);
     }
-    EXPECT_EQ("120", target->findStructTTF(w.algorithm.timeEvent("C"))->values[eTtfMinimum]);
+    EXPECT_EQ("120", target->findStructTTF(algorithm.timeEvent("C"))->values[eTtfMinimum]);
 }
 
-TEST(cKynFile, UseFileReadsOnceAndGivesTheSamplesBackWhenUnselected)
+TEST_F(cKynFileTest, UseFileReadsOnceAndGivesTheSamplesBackWhenUnselected)
 {
-    sKynFileWorld w;
     cRecordingTraceSink trace(3);
     auto* const recording = new cCountingRecording("/data/crash_01.csh");
     cKynFile* const file = myActiveFileList->addFile(recording);
@@ -228,9 +217,8 @@ TEST(cKynFile, UseFileReadsOnceAndGivesTheSamplesBackWhenUnselected)
     EXPECT_TRUE(quiet.lines().empty()) << "level 3 lines only";
 }
 
-TEST(cKynFile, MakeAcquisitionFileNamesThePathAndTheMissingReader)
+TEST_F(cKynFileTest, MakeAcquisitionFileNamesThePathAndTheMissingReader)
 {
-    sKynFileWorld w;
     std::vector<std::string> const paths = {"/data/Front_01.CSH", "/data/side.bin", "/data/side.txt",
                                             "/data.csh/side"};
     std::vector<std::string> arguments;
