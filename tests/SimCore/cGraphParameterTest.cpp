@@ -201,14 +201,7 @@ TEST_F(cGraphParameterTest, ChangeFileCreatesValuesOnceAndAnEmptyEntryGivesValue
     EXPECT_EQ(nullptr, criterion->getValueListOrNull(unknown));
     EXPECT_EQ("cBadTimeEventValueReference|cGraphParameter::getValueList|Bad time event value reference.",
               failureOf([&] { criterion->getValueList(unknown); }));
-    try
-    {
-        criterion->getValueList(unknown);
-    }
-    catch (cKynException const& failure)
-    {
-        EXPECT_EQ("SimCore/cGraphParameter", failure.getSourceFile());
-    }
+    EXPECT_EQ("SimCore/cGraphParameter", sourceOf([&] { criterion->getValueList(unknown); }));
 }
 
 TEST_F(cGraphParameterTest, ResetKeepsAFileOnlyWhileItIsUsedOrATestOfItsGraphsKeepsIt)

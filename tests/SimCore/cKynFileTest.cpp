@@ -55,46 +55,34 @@ std::vector<std::string> texts(structTTF const& ttf)
 }
 } // namespace
 
-// Each input line is given as the optimum; any negative number other than -2 is no fire, and 12.5
-// ticks round away from zero.
-TEST_F(cKynFileTest, SetTtfValueEncodesNoFireNotDefinedTicksAndFreeText)
+// Each input line is given as the optimum, at 20000 ticks per second, and read back as stored, as text
+// in milliseconds with 3 and 0 decimals and as XML text with 1. Any negative number other than -2 is
+// no fire; ticks and milliseconds round half away from zero.
+TEST_F(cKynFileTest, ExpectedTimeTextsGoInAsTicksAndComeBackAsMilliseconds)
 {
-    cTimeEvent* const event = algorithm.timeEvent("A");
-    event->setPrecisionFrequency(1000);
-    structTTF ttf(event, "-1", "-1", "-1", 1.0f);
+    structTTF ttf(algorithm.timeEvent("A"), "-1", "-1", "-1", 1.0f);
     std::istringstream inputs(testData("SimCore/results/ttf-input.txt"));
     std::string stored;
     for (std::string input; std::getline(inputs, input);)
     {
         EXPECT_TRUE(ttf.setTtfValue(eTtfOptimum, input));
-        stored += ttf.values[eTtfOptimum] + "\n";
+        stored += ttf.values[eTtfOptimum] + " | " + ttf.asString(eTtfOptimum, 3) + " | " +
+                  ttf.asXmlString(eTtfOptimum, 1) + " | " + ttf.asString(eTtfOptimum, 0) + "\n";
     }
     EXPECT_EQ(testData("SimCore/results/ttf-expected.txt"), stored);
     EXPECT_EQ("-1", ttf.values[eTtfMinimum]) << "only the given kind changes";
-}
 
-TEST_F(cKynFileTest, TextFormsGiveMillisecondsAtTheRequestedPrecision)
-{
-    structTTF ttf(algorithm.timeEvent("A"), "-1", "-2", "-1", 1.0f);
-    ttf.setTtfValue(eTtfMaximum, "12.5"); // 250 ticks at 20000 per second
+    // Only a number of ticks gives milliseconds.
     double milliseconds = -7.0;
-    EXPECT_FALSE(ttf.asMilliseconds(eTtfMinimum, milliseconds));
-    EXPECT_FALSE(ttf.asMilliseconds(eTtfOptimum, milliseconds));
+    for (std::string const text : {"NF", "NotDef", "after the pole"})
+    {
+        ttf.setTtfValue(eTtfMaximum, text);
+        EXPECT_FALSE(ttf.asMilliseconds(eTtfMaximum, milliseconds)) << text;
+    }
     EXPECT_EQ(-7.0, milliseconds) << "untouched when there is no number";
+    ttf.setTtfValue(eTtfMaximum, "12.5");
     ASSERT_TRUE(ttf.asMilliseconds(eTtfMaximum, milliseconds));
     EXPECT_DOUBLE_EQ(12.5, milliseconds);
-    EXPECT_EQ("250", ttf.values[eTtfMaximum]);
-
-    EXPECT_EQ("NF", ttf.asString(eTtfMinimum, 3));
-    EXPECT_EQ("NotDef", ttf.asString(eTtfOptimum, 3));
-    EXPECT_EQ("12.500", ttf.asString(eTtfMaximum, 3));
-    EXPECT_EQ("13", ttf.asString(eTtfMaximum, 0)) << "half away from zero";
-    EXPECT_EQ("Not defined", ttf.asXmlString(eTtfOptimum, 3));
-    EXPECT_EQ("12.5", ttf.asXmlString(eTtfMaximum, 1));
-
-    ttf.setTtfValue(eTtfOptimum, "after the pole");
-    EXPECT_FALSE(ttf.asMilliseconds(eTtfOptimum, milliseconds));
-    EXPECT_EQ("after the pole", ttf.asString(eTtfOptimum, 3));
 }
 
 TEST_F(cKynFileTest, NewFileExpectsNoFireForEachFileLinkedEventOnly)
@@ -219,27 +207,16 @@ TEST_F(cKynFileTest, UseFileReadsOnceAndGivesTheSamplesBackWhenUnselected)
 
 TEST_F(cKynFileTest, MakeAcquisitionFileNamesThePathAndTheMissingReader)
 {
-    std::vector<std::string> const paths = {"/data/Front_01.CSH", "/data/side.bin", "/data/side.txt",
-                                            "/data.csh/side"};
-    std::vector<std::string> arguments;
-    for (std::string const& path : paths)
+    for (auto const& [path, argument] : std::vector<std::pair<std::string, std::string>>{
+             {"/data/Front_01.CSH", "/data/Front_01.CSH (reading CSH files is not available yet)"},
+             {"/data/side.bin", "/data/side.bin (reading BIN files is not available yet)"},
+             {"/data/side.txt", "/data/side.txt"},
+             {"/data.csh/side", "/data.csh/side"}})
     {
-        try
-        {
-            myActiveFileList->addFile(path.c_str(), nullptr);
-            ADD_FAILURE() << path << " opened";
-        }
-        catch (cFstreamOpenException const& e)
-        {
-            arguments.push_back(e.getArgument());
-            EXPECT_EQ("Unable to open file: " + e.getArgument(), e.what());
-            EXPECT_EQ("SimCore/cKynFile", e.getSourceFile());
-            EXPECT_EQ("makeAcquisitionFile", e.getFunction());
-        }
+        auto const open = [&] { myActiveFileList->addFile(path.c_str(), nullptr); };
+        EXPECT_EQ("cFstreamOpenException|makeAcquisitionFile|Unable to open file: " + argument,
+                  failureOf(open));
+        EXPECT_EQ("SimCore/cKynFile", sourceOf(open));
     }
-    EXPECT_EQ((std::vector<std::string>{"/data/Front_01.CSH (reading CSH files is not available yet)",
-                                        "/data/side.bin (reading BIN files is not available yet)",
-                                        "/data/side.txt", "/data.csh/side"}),
-              arguments);
     EXPECT_EQ(0u, myActiveFileList->getFilesNumber()) << "a file that cannot be read leaves no entry";
 }

@@ -3,6 +3,7 @@
 // they must outlive the results whose objects they hold. Also the small helpers those suites share.
 #pragma once
 
+#include "BaseKit/cKynException.h"
 #include "PlotKit/cScatterGraph.h"
 #include "SimCore/cCriterion.h"
 #include "SimCore/cDriftParameter.h"
@@ -121,6 +122,18 @@ public:
         loadParameter(&group, "");
     }
 };
+
+// The source named by the family exception that call throws, or "no exception".
+template <typename F> std::string sourceOf(F call)
+try
+{
+    call();
+    return "no exception";
+}
+catch (cKynException const& e)
+{
+    return e.getSourceFile();
+}
 
 // The whole text of a file of the test data.
 inline std::string testData(std::string const& name)
