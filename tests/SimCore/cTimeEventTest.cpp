@@ -17,12 +17,9 @@ namespace
 class cTimeEventTest : public cAlgorithmFixture
 {
 protected:
-    void load(std::string const& events, std::string const& extras = "")
+    void load(std::string const& events)
     {
         algorithm.loadTimeEvents(events);
-        cConfigurationGroup group;
-        cConfigurationReader::read(extras, "extras.cfg", group);
-        algorithm.loadExtraTimeEvents(&group);
         algorithm.setTimeEventsPrecisionFrequency(1000);
         myActiveFile = file = addCrash("/data/crash_01.csh");
     }
@@ -227,19 +224,14 @@ TEST_F(cTimeEventValuesForOneFileTest, MarkIsALineOverTimeARectangleAgainstACrit
     EXPECT_EQ(1u, timeGraph.getGraphObjects().size());
     EXPECT_FALSE(line->hasPoints() || line->GetDrawingEnabled() || line->isComputedOnce());
     EXPECT_EQ(nullptr, line->getReferenceTimeEvent());
-
-    // A test that maintains the crash file's item keeps the marks of the earlier runs.
-    timeTest.toggleMaintainData(item);
-    timeGraph.getParameter().test = &timeTest;
-    iterate(values, 5);
-    startRun("TTF");
-    EXPECT_TRUE(line->hasPoints());
 }
 
 TEST_F(cTimeEventValuesForOneFileTest, ExtraEventIsMarkedOnlyOnGraphsWhoseTestAlgorithmIsInItsType)
 {
-    load("Time Event {\nName = Own\nAlgorithm = FrontA\n}\n",
-         "Time Event {\nName = Extra\nAlgorithm = FrontA\n}\n");
+    load("Time Event {\nName = Own\nAlgorithm = FrontA\n}\n");
+    cConfigurationGroup extras;
+    cConfigurationReader::read("Time Event {\nName = Extra\nAlgorithm = FrontA\n}\n", "extras.cfg", extras);
+    algorithm.loadExtraTimeEvents(&extras);
     timeGraph.setTestAlgo("A");
     xyGraph.setTestAlgo("B");
     otherGraph.setTestAlgo(""); // the empty text occurs in any type
