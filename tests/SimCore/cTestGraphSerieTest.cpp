@@ -103,6 +103,9 @@ TEST_F(cTestGraphSerieTest, ShortShortcutOrUngraphedCurveIsNotDrawnButColouredOn
     EXPECT_FALSE(serie->iData().hasNominal);
     EXPECT_EQ(0xabcdefu, serie->getColor());
     EXPECT_FALSE(serie->getUseDefaultColor());
+    serie->crashColorChanged(file, false); // the criterion's crash colour is off
+    EXPECT_EQ(0x123456u, serie->getColor());
+    EXPECT_TRUE(serie->getUseDefaultColor());
 
     cTestGraphSerie loose(eSerieYT);
     loose.setOrdinate(acc);
