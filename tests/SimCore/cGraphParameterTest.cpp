@@ -64,7 +64,6 @@ TEST_F(cGraphParameterTest, RegistrationAppendsEveryTimeAndKeepsTheFirstDrawingF
     EXPECT_EQ(&timeGraph, criterion->getActiveGraphList()[0]);
     EXPECT_TRUE(criterion->getDrawingEnable(&timeGraph)) << "the second registration keeps the first flag";
     EXPECT_FALSE(criterion->getDrawingEnable(&otherGraph));
-    EXPECT_TRUE(criterion->isGraphRegistered(&timeGraph));
 
     EXPECT_EQ(&timeGraph, criterion->getGraphbyNameandTest("Speed", "T2"));
     EXPECT_EQ(&otherGraph, criterion->getGraphbyNameandTest("Speed", "T1"));
