@@ -63,25 +63,71 @@ cStorage<float> storage(std::initializer_list<float> values)
 }
 } // namespace
 
-TEST_F(cTestGraphSerieTest, CurveOverTimeFollowsRateT0AndFactorAndLsbShowsRawValues)
+// Each case draws a fresh series of "Acc" over time in the crash file's colour; an empty time list
+// means no curve at all.
+TEST_F(cTestGraphSerieTest, CurveOverTimeFollowsRateT0FactorLsbAndTheEntry)
 {
-    cTestGraphSerie* const converted = addSerie(timeGraph, eSerieYT, acc);
-    // 500 Hz from T0 = 3 ms; 9 and 13 times 0.1 give 0.9f and 1.3f only when the product is taken in double.
-    fillCurve(acc, 500.0f, 3000, {9.0f, 13.0f, -20.0f});
-    EXPECT_TRUE(converted->isAThreshold());
-    converted->computeResults(file, false, false);
-    EXPECT_FALSE(converted->isAThreshold());
-    EXPECT_EQ((std::vector<float>{3.0f, 5.0f, 7.0f}), column(converted, kNomT));
-    EXPECT_EQ((std::vector<float>{3.0f, 5.0f, 7.0f}), column(converted, kNomX));
-    EXPECT_EQ((std::vector<float>{0.9f, 1.3f, -2.0f}), column(converted, kNomY));
-    EXPECT_EQ(0u, converted->getMinSerieSize());
-    EXPECT_EQ(0u, converted->getMaxSerieSize());
-
-    timeTest.setLSB(true);
-    cTestGraphSerie* const raw = addSerie(timeGraph, eSerieYT, acc);
-    raw->computeResults(file, false, false);
-    EXPECT_EQ((std::vector<float>{9.0f, 13.0f, -20.0f}), column(raw, kNomY));
-    EXPECT_TRUE(raw->getLsbEnabled());
+    timeTest.setCrashColor(true);
+    file->setColor(0xabcdef);
+    struct sCase
+    {
+        char const* what;
+        bool lsb, entryAdjusted, constant;
+        long entryTicks; // of 10 kHz
+        float rate;
+        long t0;
+        std::vector<float> samples;
+        std::vector<float> times, values;
+    };
+    for (
+        sCase const& c : std::vector<sCase>{
+            // 9 and 13 times 0.1 give 0.9f and 1.3f only when the product is taken in double.
+            {"converted", false, false, false, 0, 500.0f, 3000, {9, 13, -20}, {3, 5, 7}, {0.9f, 1.3f, -2.0f}},
+            {"raw under LSB", true, false, false, 0, 500.0f, 3000, {9, 13, -20}, {3, 5, 7}, {9, 13, -20}},
+            // Samples at 0 to 4 ms, the entry at 2.5 ms: drawn from the first sample after it.
+            {"after the entry",
+             false,
+             true,
+             false,
+             25,
+             1000.0f,
+             0,
+             {10, 20, 30, 40, 50},
+             {0.5f, 1.5f},
+             {4, 5}},
+            // An entry at tick 0 is no reference time: every sample, negative times included.
+            {"entry at 0", false, true, false, 0, 1000.0f, -2000, {10, 20, 30}, {-2, -1, 0}, {1, 2, 3}},
+            {"entry never fired", false, true, false, -1, 1000.0f, 0, {10, 20, 30}, {}, {}},
+            // A constant over 11 steps of 1 kHz from T0 = 2 ms has rate 100 Hz; its end is 1000 / 100 -
+            // 2000 / 1000 = 8 ms (T0 is subtracted: stored results were drawn so).
+            {"constant from the entry", false, true, true, 25, 100.0f, 2000, {4, 4}, {0, 5.5f}, {0.4f, 0.4f}},
+            {"constant, entry at its end", false, true, true, 80, 100.0f, 2000, {4, 4}, {}, {}},
+            {"constant as samples", false, false, true, 25, 100.0f, 2000, {4, 4}, {2, 12}, {0.4f, 0.4f}}})
+    {
+        timeTest.setLSB(c.lsb);
+        timeTest.setEntryAdjusted(c.entryAdjusted);
+        cTestGraphSerie* const serie = addSerie(timeGraph, eSerieYT, acc);
+        fillCurve(acc, c.rate, c.t0, c.samples);
+        acc->setIsAConstant2PointsCriterion(c.constant);
+        entryAt(c.entryTicks);
+        EXPECT_TRUE(serie->isAThreshold()) << c.what;
+        serie->computeResults(file, false, true);
+        EXPECT_EQ(c.times, column(serie, kNomT)) << c.what;
+        EXPECT_EQ(c.values, column(serie, kNomY)) << c.what;
+        EXPECT_EQ(c.times.empty(), !serie->iData().hasNominal) << c.what;
+        EXPECT_FALSE(serie->isAThreshold()) << c.what;
+        EXPECT_EQ(0xabcdefu, serie->getColor()) << c.what << ": coloured even when not drawn";
+        EXPECT_EQ(c.lsb, serie->getLsbEnabled()) << c.what;
+        EXPECT_EQ(c.entryAdjusted ? algorithm.timeEvent("Entry") : nullptr, serie->getReferenceTimeEvent())
+            << c.what;
+        if (!c.entryAdjusted)
+        {
+            EXPECT_EQ(c.times, column(serie, kNomX)) << c.what;
+            EXPECT_EQ(0u, serie->getMinSerieSize() + serie->getMaxSerieSize()) << c.what;
+        }
+        serie->reset(true);
+        EXPECT_EQ(nullptr, serie->getReferenceTimeEvent()) << c.what;
+    }
 }
 
 TEST_F(cTestGraphSerieTest, ShortShortcutOrUngraphedCurveIsNotDrawnButColouredOnRequest)
@@ -114,71 +160,6 @@ TEST_F(cTestGraphSerieTest, ShortShortcutOrUngraphedCurveIsNotDrawnButColouredOn
     EXPECT_EQ(7u, loose.getColor());
     EXPECT_TRUE(loose.isAThreshold());
     EXPECT_FALSE(loose.getGraphEnableStatus());
-}
-
-TEST_F(cTestGraphSerieTest, EntryAdjustStartsAtTheFirstSampleAfterTheEntryAndAnUnfiredEntryDrawsNothing)
-{
-    timeTest.setEntryAdjusted(true);
-    cTestGraphSerie* const serie = addSerie(timeGraph, eSerieYT, acc);
-    // Samples at 0, 1, 2, 3 and 4 ms; the entry at 25 ticks of 10 kHz is 2.5 ms.
-    fillCurve(acc, 1000.0f, 0, {10.0f, 20.0f, 30.0f, 40.0f, 50.0f});
-    entryAt(25);
-    serie->computeResults(file, false, false);
-    EXPECT_EQ(algorithm.timeEvent("Entry"), serie->getReferenceTimeEvent());
-    EXPECT_EQ((std::vector<float>{0.5f, 1.5f}), column(serie, kNomT));
-    EXPECT_EQ((std::vector<float>{4.0f, 5.0f}), column(serie, kNomY));
-
-    // An entry at tick 0 is no reference time: every sample is drawn, negative times included.
-    serie->reset(true);
-    EXPECT_EQ(nullptr, serie->getReferenceTimeEvent());
-    EXPECT_FALSE(serie->iData().hasNominal);
-    fillCurve(acc, 1000.0f, -2000, {10.0f, 20.0f, 30.0f});
-    entryAt(0);
-    serie->computeResults(file, false, false);
-    EXPECT_EQ((std::vector<float>{-2.0f, -1.0f, 0.0f}), column(serie, kNomT));
-
-    // No fire of the entry: no curve, the colour changes all the same.
-    serie->reset(true);
-    timeTest.setCrashColor(true);
-    file->setColor(0xabcdef);
-    fillCurve(acc, 1000.0f, 0, {10.0f, 20.0f, 30.0f});
-    entryAt(-1);
-    serie->computeResults(file, false, true);
-    EXPECT_FALSE(serie->iData().hasNominal);
-    EXPECT_EQ(0xabcdefu, serie->getColor());
-}
-
-TEST_F(cTestGraphSerieTest, ConstantTwoPointCurveSpansFromTheEntryToTheEndOfTheFile)
-{
-    timeTest.setEntryAdjusted(true);
-    cTestGraphSerie* const serie = addSerie(timeGraph, eSerieYT, acc);
-    // A constant 4 over 11 steps of 1 kHz from T0 = 2 ms: rate 100 Hz. Its end is 1000 / 100 - 2000 / 1000
-    // = 8 ms (T0 is subtracted: stored results were drawn so), and the entry is at 2.5 ms.
-    auto constant = [&]
-    {
-        fillCurve(acc, 100.0f, 2000, {4.0f, 4.0f});
-        acc->setIsAConstant2PointsCriterion(true);
-    };
-    constant();
-    entryAt(25);
-    serie->computeResults(file, false, false);
-    EXPECT_EQ((std::vector<float>{0.0f, 5.5f}), column(serie, kNomT));
-    EXPECT_EQ((std::vector<float>{0.4f, 0.4f}), column(serie, kNomY));
-
-    // An entry at the end leaves no span: nothing is drawn.
-    serie->reset(true);
-    constant();
-    entryAt(80);
-    serie->computeResults(file, false, false);
-    EXPECT_FALSE(serie->iData().hasNominal);
-    EXPECT_FALSE(serie->isAThreshold());
-
-    // Without entry adjust the constant is drawn as its samples.
-    timeTest.setEntryAdjusted(false);
-    serie->reset(true);
-    constant();
-    serie->computeResults(file, false, false);
-    EXPECT_EQ((std::vector<float>{2.0f, 12.0f}), column(serie, kNomT));
 }
 
 TEST_F(cTestGraphSerieTest, AbscissaSeriesWithEqualRateAndT0PairsSampleBySampleAndWidensTheEnvelope)

@@ -19,6 +19,7 @@
 #include <initializer_list>
 #include <sstream>
 #include <string>
+#include <vector>
 
 class cAlgorithmFixture : public cResultsFixture
 {
@@ -76,7 +77,7 @@ inline cCriterionValuesForOneFile* computeFile(cCriterion& criterion, cKynFile* 
 
 // A new iteration's curve: the dummy, then the samples.
 inline void fillCurve(cCriterionValuesForOneFile* values, float rate, long t0,
-                      std::initializer_list<float> samples)
+                      std::vector<float> const& samples)
 {
     values->prepareForTest();
     values->setSamplingRate(rate);
