@@ -33,19 +33,20 @@ std::vector<std::string> names(cKynMultiPreprocessingMgr const& manager)
 class cKynMultiPreprocessingMgrTest : public cResultsFixture
 {
 protected:
-    // Each message the host got after the fixture's own item as "sent|posted id item lParam", the item
-    // named by its index in `items`.
+    // Each message the host got about other items than the fixture's own as "sent|posted id item
+    // lParam", the item named by its index in `items`.
     std::vector<std::string> hostMessages(tItems const& items) const
     {
         std::vector<std::string> result;
         for (auto const& m : window.messages())
         {
-            auto const at = std::find(items.begin(), items.end(),
-                                      reinterpret_cast<cKynMultiPreprocessingItem*>(m.wParam));
-            result.push_back((m.sent ? "sent " : "posted ") + std::to_string(m.message) + " " +
-                             std::to_string(at - items.begin()) + " " + std::to_string(m.lParam));
+            auto const* const about = reinterpret_cast<cKynMultiPreprocessingItem*>(m.wParam);
+            if (about != item)
+                result.push_back(
+                    (m.sent ? "sent " : "posted ") + std::to_string(m.message) + " " +
+                    std::to_string(std::find(items.begin(), items.end(), about) - items.begin()) + " " +
+                    std::to_string(m.lParam));
         }
-        result.erase(result.begin());
         return result;
     }
     std::vector<std::string> errors() const

@@ -25,7 +25,7 @@ class cAlgorithmFixture : public cResultsFixture
 {
 protected:
     cAlgorithmFixture() { myActiveAlgorithm = &algorithm; }
-    // Removing the tests at the end asks the active algorithm to forget them: it must be gone first.
+    // The base removes the tests after the stage has gone, and removal reaches the active algorithm.
     void TearDown() override { myActiveAlgorithm = nullptr; }
 
     // A new run on the active crash file: results reset, the file current, an iteration started.
