@@ -67,76 +67,69 @@ std::vector<float> expected(cTestGraphSquare const& square)
 
 } // namespace
 
-TEST_F(cTestGraphSquareTest, VerticalLineMarksEachIterationWithExpectedTimesFromTheEntry)
+// Each case is a fresh vertical line of the event after one iteration; the expected times are those
+// of the crash file for "TTF" (the entry has none), counted from the entry under entry adjust.
+TEST_F(cTestGraphSquareTest, VerticalLineMarksTheEventWithExpectedTimesFromTheEntry)
 {
-    timeTest.setEntryAdjusted(true);
-    cTestGraphSquare* const square = addSquare(timeGraph, eSquareVerticalLine, ttf);
-    // Entry at 2 ms: the expected minimum of 1 ms falls before it and is dropped, no fire stays -1.
+    struct sCase
+    {
+        char const* what;
+        bool ofTtf, entryAdjusted;
+        long entryTicks, ttfTicks; // of 10 kHz
+        std::vector<float> lines, expected;
+    };
     expect("1", "NF", "30");
-    entry->setForced(20);
-    ttf->setForced(250);
-    square->computeResults();
-    EXPECT_TRUE(square->isComputedOnce());
-    EXPECT_EQ(algorithm.timeEvent("Entry"), square->getReferenceTimeEvent());
-    EXPECT_EQ((std::vector<float>{23.0f}), lines(*square));
-    EXPECT_EQ((std::vector<float>{-99, -1, 28}), expected(*square));
+    for (sCase const& c : std::vector<sCase>{
+             // Entry at 2 ms: the expected minimum of 1 ms falls before it and is dropped, no fire stays -1.
+             {"from the entry", true, true, 20, 250, {23}, {-99, -1, 28}},
+             {"from 0", true, false, 20, 150, {15}, {1, -1, 30}},
+             // No mark; its expected times are left out here: they come out shifted by the -1 of the no-fire.
+             {"entry never fired", true, true, -1, 150, {}, {}},
+             {"at tick 0", false, false, 0, 0, {}, {-99, -99, -99}},
+             {"unlinked", false, false, 5, 5, {0.5f}, {-99, -99, -99}},
+             {"the entry itself", false, true, 5, 5, {}, {-99, -99, -99}}})
+    {
+        timeTest.setEntryAdjusted(c.entryAdjusted);
+        cTestGraphSquare* const square = addSquare(timeGraph, eSquareVerticalLine, c.ofTtf ? ttf : entry);
+        entry->setForced(c.entryTicks);
+        if (c.ofTtf)
+            ttf->setForced(c.ttfTicks);
+        square->computeResults();
+        EXPECT_TRUE(square->isComputedOnce()) << c.what;
+        EXPECT_EQ(c.lines, lines(*square)) << c.what;
+        EXPECT_TRUE(c.expected.empty() || c.expected == expected(*square)) << c.what;
+        EXPECT_EQ(c.entryAdjusted ? algorithm.timeEvent("Entry") : nullptr, square->getReferenceTimeEvent())
+            << c.what;
+        square->reset(true);
+        EXPECT_EQ(nullptr, square->getReferenceTimeEvent()) << c.what;
+    }
+}
 
-    // Later iterations add their mark; the expectations were read once. A no-fire adds nothing.
-    expect("5", "6", "7");
-    ttf->setForced(300);
-    square->computeResults();
-    ttf->setForced(-1);
-    square->computeResults();
-    EXPECT_EQ((std::vector<float>{23.0f, 28.0f}), lines(*square));
-    EXPECT_EQ((std::vector<float>{-99, -1, 28}), expected(*square));
+TEST_F(cTestGraphSquareTest, LaterIterationsAddMarksAndTheExpectedTimesAreReadOncePerRun)
+{
+    cTestGraphSquare* const square = addSquare(timeGraph, eSquareVerticalLine, ttf);
+    expect("Not Defined", "12.5", "-1");
+    for (long ticks : {230L, -1L, 280L})
+    {
+        ttf->setForced(ticks);
+        square->computeResults();
+        expect("5", "6", "7");
+    }
+    EXPECT_EQ((std::vector<float>{23.0f, 28.0f}), lines(*square)) << "a no-fire adds nothing";
+    EXPECT_EQ((std::vector<float>{-99, 12.5f, -1}), expected(*square)) << "a value not defined is left unset";
     EXPECT_EQ(23.0f, square->getX1());
     EXPECT_EQ(28.0f, square->getX2());
 
-    // A new run without entry adjust: times from 0, and a value that is not defined is left unset.
     square->reset(true);
-    EXPECT_FALSE(square->hasPoints());
+    EXPECT_FALSE(square->hasPoints() || square->isComputedOnce());
     EXPECT_EQ((std::vector<float>{-99, -99, -99}), expected(*square));
-    EXPECT_EQ(nullptr, square->getReferenceTimeEvent());
-    timeTest.setEntryAdjusted(false);
-    expect("Not Defined", "12.5", "-1");
-    ttf->setForced(150);
     square->computeResults();
-    EXPECT_EQ((std::vector<float>{15.0f}), lines(*square));
-    EXPECT_EQ((std::vector<float>{-99, 12.5f, -1}), expected(*square));
-
-    // An entry that did not fire: no mark, though the expectations are read.
-    square->reset(true);
-    timeTest.setEntryAdjusted(true);
-    entry->setForced(-1);
-    ttf->setForced(150);
-    square->computeResults();
-    EXPECT_FALSE(square->hasPoints());
-    EXPECT_TRUE(square->isComputedOnce());
-}
-
-TEST_F(cTestGraphSquareTest, ZeroTimeOrNoGraphDrawsNoMarkAndAnUnlinkedEventHasNoExpectedTimes)
-{
-    cTestGraphSquare* const square = addSquare(timeGraph, eSquareVerticalLine, entry);
-    entry->setForced(0);
-    square->computeResults();
-    EXPECT_FALSE(square->hasPoints());
-    entry->setForced(5);
-    square->computeResults();
-    EXPECT_EQ((std::vector<float>{0.5f}), lines(*square));
-    EXPECT_EQ((std::vector<float>{-99, -99, -99}), expected(*square));
-
-    // The event at the entry itself is at 0 ms from it.
-    timeTest.setEntryAdjusted(true);
-    cTestGraphSquare* const atEntry = addSquare(timeGraph, eSquareVerticalLine, entry);
-    atEntry->computeResults();
-    EXPECT_FALSE(atEntry->hasPoints());
+    EXPECT_EQ((std::vector<float>{5, 6, 7}), expected(*square));
 
     cTestGraphSquare loose(eSquareVerticalLine);
     loose.setTimeEvent(ttf);
-    ttf->setForced(100);
     loose.computeResults();
-    EXPECT_FALSE(loose.hasPoints());
-    EXPECT_FALSE(loose.isComputedOnce());
+    EXPECT_FALSE(loose.hasPoints() || loose.isComputedOnce()) << "no graph, no mark";
 }
 
 TEST_F(cTestGraphSquareTest, RectangleIsPlacedOnTheEnvelopeOfTheFirstSerie)
