@@ -1,6 +1,6 @@
 #include "SimCore/cAlgorithm.h"
 
-#include "tests/support/cResultWorld.h"
+#include "tests/support/cAlgorithmFixture.h"
 
 #include <gtest/gtest.h>
 #include <vector>
@@ -15,32 +15,15 @@ std::vector<float> curve(cCriterionValuesForOneFile const* values)
     return out;
 }
 
-// A stage with the events' and criteria's values of one crash file ready for an iteration.
-struct sStage
+class cAlgorithmTest : public cAlgorithmFixture
 {
-    sStage(std::string const& criteria, std::string const& events)
+protected:
+    // A used and an unused criterion of one crash file, ready for an iteration at 1000 Hz.
+    void startCriteria()
     {
-        algorithm.loadCriteria(criteria);
-        algorithm.loadTimeEvents(events);
-        myActiveAlgorithm = &algorithm;
-        myActiveFile = world.addCrash("/crashes/front_56kph.csh");
-    }
-    void startIteration()
-    {
-        algorithm.resetResults();
-        algorithm.changeFileResults();
-        algorithm.prepareForTestResults();
-    }
-    sResultWorld world;
-    cOpenAlgorithm algorithm;
-};
-
-// A used and an unused criterion of one crash file, ready for an iteration at 1000 Hz.
-struct sCriteriaStage : sStage
-{
-    sCriteriaStage() : sStage("Criterion {\nName = Used\n}\nCriterion {\nName = Unused\n}\n", "")
-    {
+        algorithm.loadCriteria("Criterion {\nName = Used\n}\nCriterion {\nName = Unused\n}\n");
         algorithm.criterion("Used")->forceUse(true);
+        myActiveFile = addCrash("/crashes/front_56kph.csh");
         startIteration();
         used = algorithm.criterion("Used")->getActiveCriterionValuesForOneFile();
         unused = algorithm.criterion("Unused")->getActiveCriterionValuesForOneFile();
@@ -51,30 +34,22 @@ struct sCriteriaStage : sStage
 };
 } // namespace
 
-TEST(cAlgorithm, CriterionWriterStoresTheDummyFirstAndDerivesTheRateAtTheThirdElement)
+TEST_F(cAlgorithmTest, CriterionWriterStoresTheDummyFirstAndDerivesTheRateAtTheThirdElement)
 {
-    sCriteriaStage stage;
-    cOpenAlgorithm& algorithm = stage.algorithm;
-    cCriterionValuesForOneFile* const used = stage.used;
-    cCriterionValuesForOneFile* const unused = stage.unused;
+    startCriteria();
     algorithm.m_t0 = 500;
-
     // Fed at every second step from step 4: the curve's T0 counts whole seconds from the stage's, and
     // its rate counts the steps from there (kept as existing results were computed).
-    algorithm.m_currentSampleIndex = 4;
-    algorithm.addValueToCriterion(used, 1.5f);
-    algorithm.addValueToCriterion(unused, 1.5f);
-    EXPECT_EQ((std::vector<float>{0.0f, 1.5f}), curve(used));
-    EXPECT_EQ(500, used->getT0());
-    EXPECT_EQ(0.0f, used->getSamplingRate());
-    algorithm.m_currentSampleIndex = 6;
-    algorithm.addValueToCriterion(used, 2.5f);
-    algorithm.addValueToCriterion(unused, 2.5f);
-    EXPECT_EQ(1000.0f / 6.0f, used->getSamplingRate());
-    algorithm.m_currentSampleIndex = 8;
-    algorithm.addValueToCriterion(used, 3.5f);
+    for (unsigned int step : {4u, 6u, 8u})
+    {
+        algorithm.m_currentSampleIndex = step;
+        algorithm.addValueToCriterion(used, float(step) / 2 - 0.5f);
+        if (step < 8)
+            algorithm.addValueToCriterion(unused, float(step) / 2 - 0.5f);
+        EXPECT_EQ(step == 4 ? 0.0f : 1000.0f / 6.0f, used->getSamplingRate()) << step;
+    }
     EXPECT_EQ((std::vector<float>{0.0f, 1.5f, 2.5f, 3.5f}), curve(used));
-    EXPECT_EQ(1000.0f / 6.0f, used->getSamplingRate());
+    EXPECT_EQ(500, used->getT0());
 
     // The unused criterion keeps its last value only.
     EXPECT_EQ(0u, unused->getSize());
@@ -90,18 +65,13 @@ TEST(cAlgorithm, CriterionWriterStoresTheDummyFirstAndDerivesTheRateAtTheThirdEl
     EXPECT_EQ((std::vector<float>{0.0f, 7.0f}), curve(used));
 }
 
-TEST(cAlgorithm, ConstantCriterionSpansTheFileAndNeedsTwoSteps)
+TEST_F(cAlgorithmTest, ConstantCriterionSpansTheFileAndNeedsTwoSteps)
 {
-    sCriteriaStage stage;
-    cOpenAlgorithm& algorithm = stage.algorithm;
-    cCriterionValuesForOneFile* const used = stage.used;
-    cCriterionValuesForOneFile* const unused = stage.unused;
+    startCriteria();
     algorithm.m_t0 = 300;
     algorithm.m_sampleCount = 1;
     algorithm.setConstant2PointsCriterion(used, 4.0f);
-    EXPECT_FALSE(used->hasPoints());
-    EXPECT_FALSE(used->isAConstant2PointsCriterion());
-    EXPECT_EQ(0u, used->getSize());
+    EXPECT_FALSE(used->hasPoints() || used->isAConstant2PointsCriterion());
 
     algorithm.m_sampleCount = 11;
     algorithm.setConstant2PointsCriterion(used, 4.0f);
@@ -115,12 +85,12 @@ TEST(cAlgorithm, ConstantCriterionSpansTheFileAndNeedsTwoSteps)
     EXPECT_TRUE(unused->isAConstant2PointsCriterion());
 }
 
-TEST(cAlgorithm, TimeEventWriterRoundsTheTickAndTheFirstWriterWins)
+TEST_F(cAlgorithmTest, TimeEventWriterRoundsTheTickAndTheFirstWriterWins)
 {
-    sStage stage("", "Time Event {\nName = TTF\n}\nTime Event {\nName = Late\n}\n");
-    cOpenAlgorithm& algorithm = stage.algorithm;
+    algorithm.loadTimeEvents("Time Event {\nName = TTF\n}\nTime Event {\nName = Late\n}\n");
     algorithm.setTimeEventsPrecisionFrequency(10000);
-    stage.startIteration();
+    myActiveFile = addCrash("/crashes/front_56kph.csh");
+    startIteration();
     cTimeEventValuesForOneFile* const ttf = algorithm.timeEvent("TTF")->getActiveTimeEventValuesForOneFile();
     cTimeEventValuesForOneFile* const late =
         algorithm.timeEvent("Late")->getActiveTimeEventValuesForOneFile();
@@ -129,7 +99,6 @@ TEST(cAlgorithm, TimeEventWriterRoundsTheTickAndTheFirstWriterWins)
     algorithm.m_currentSampleIndex = 7;
     // 1500 us * 0.01 + 5 * 7 + 10 * 0.25 = 52.5 ticks, half away from zero.
     algorithm.setTimeEventValue(ttf, 0.25);
-    EXPECT_EQ(53, ttf->getIterationValue());
     algorithm.setTimeEventValueFromSpecificIteration(ttf, 1, 0.0);
     EXPECT_EQ(53, ttf->getIterationValue());
     algorithm.setTimeEventValueFromSpecificIteration(late, 3, -2.0);
@@ -138,40 +107,40 @@ TEST(cAlgorithm, TimeEventWriterRoundsTheTickAndTheFirstWriterWins)
     EXPECT_FLOAT_EQ(3.0f, algorithm.getTimeValueInMs(3));
 }
 
-TEST(cAlgorithm, TimeEventDisplacementFollowsTheDelayBranches)
+TEST_F(cAlgorithmTest, TimeEventDisplacementFollowsTheDelayBranches)
 {
-    sStage stage("", "Time Event {\nName = TTF\nCompute Displacement = 1\n}\n");
-    cOpenAlgorithm& algorithm = stage.algorithm;
+    algorithm.loadTimeEvents("Time Event {\nName = TTF\nCompute Displacement = 1\n}\n");
     algorithm.setTimeEventsPrecisionFrequency(1000);
+    myActiveFile = addCrash("/crashes/front_56kph.csh");
     for (int i = 0; i < 10; ++i)
         algorithm.addDisplacement(mpf_class(10 * i));
-    stage.startIteration();
+    startIteration();
     cTimeEventValuesForOneFile* const ttf = algorithm.timeEvent("TTF")->getActiveTimeEventValuesForOneFile();
     algorithm.m_samplingRate = 2000.0f;
-    auto displacementAt = [&](unsigned int sample, double delay)
+    struct sCase
+    {
+        unsigned int sample;
+        double delay, displacement;
+    };
+    for (sCase const c :
+         {sCase{7, 0.0, 70.0}, sCase{12, 0.0, -99.0}, // past the list: left as it was
+          sCase{7, 1.0, 90.0},                        // 2 whole steps later, clamped to the last
+          sCase{3, 1.0, 50.0}, sCase{7, 0.25, 0.0},   // between steps at a positive index: the first
+          sCase{0, 0.25, 5.0},                        // between steps 0 and 1: interpolated
+          sCase{0, -0.75, 90.0}})                     // before the list: the last value
     {
         ttf->setForced(-1);
         ttf->setComputedDisplacement(mpf_class(-99));
-        algorithm.setTimeEventValueFromSpecificIteration(ttf, sample, delay);
-        return ttf->getComputedDisplacement().get_d();
-    };
-    EXPECT_EQ(70.0, displacementAt(7, 0.0));
-    EXPECT_EQ(-99.0, displacementAt(12, 0.0)); // past the list: left as it was
-    EXPECT_EQ(90.0, displacementAt(7, 1.0));   // 2 whole steps later, clamped to the last
-    EXPECT_EQ(50.0, displacementAt(3, 1.0));
-    EXPECT_EQ(0.0, displacementAt(7, 0.25));   // between steps at a positive index: the first value
-    EXPECT_EQ(5.0, displacementAt(0, 0.25));   // between steps 0 and 1: interpolated
-    EXPECT_EQ(90.0, displacementAt(0, -0.75)); // before the list: the last value
+        algorithm.setTimeEventValueFromSpecificIteration(ttf, c.sample, c.delay);
+        EXPECT_EQ(c.displacement, ttf->getComputedDisplacement().get_d()) << c.sample << " " << c.delay;
+    }
 }
 
-TEST(cAlgorithm, DisplacementListMaximumAndConversion)
+TEST_F(cAlgorithmTest, DisplacementListMaximumAndConversion)
 {
-    sResultWorld world;
-    cOpenAlgorithm algorithm;
     EXPECT_EQ(0.0, algorithm.getMaxDisplacement().get_d());
-    algorithm.addDisplacement(mpf_class(3));
-    algorithm.addDisplacement(mpf_class(12));
-    algorithm.addDisplacement(mpf_class(-40));
+    for (int d : {3, 12, -40})
+        algorithm.addDisplacement(mpf_class(d));
     EXPECT_EQ(12.0, algorithm.getMaxDisplacement().get_d());
     algorithm.setDisplacementConversionFactor("2.5");
     EXPECT_EQ(30.0, algorithm.computeConvertedDisplacementValue(mpf_class(12)).get_d());
@@ -189,10 +158,8 @@ TEST(cAlgorithm, DisplacementListMaximumAndConversion)
     }
 }
 
-TEST(cAlgorithm, ExtraTimeEventsAreThoseOfTheLastExtraGroup)
+TEST_F(cAlgorithmTest, ExtraTimeEventsAreThoseOfTheLastExtraGroup)
 {
-    sResultWorld world;
-    cOpenAlgorithm algorithm;
     algorithm.loadTimeEvents("Time Event {\nName = Own\n}\n");
     cConfigurationGroup extra;
     cConfigurationReader::read("Time Event {\nName = X\n}\nTime Event {\nName = Y\n}\n", "extra.cfg", extra);

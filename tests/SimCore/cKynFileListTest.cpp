@@ -2,6 +2,7 @@
 
 #include "SimCore/cKynFile.h"
 #include "StoreKit/cInputFile.h"
+#include "tests/support/cSimCoreFixture.h"
 
 #include <gtest/gtest.h>
 #include <set>
@@ -47,9 +48,10 @@ struct sList
     std::set<std::string> deleted; // outlives the list
     cKynFileList list;
 };
+using cKynFileListTest = cSimCoreFixture;
 } // namespace
 
-TEST(cKynFileList, WalksGoOverAllFilesOrOverTheUsedOnes)
+TEST_F(cKynFileListTest, WalksGoOverAllFilesOrOverTheUsedOnes)
 {
     sList files(5, {1, 2, 4});
     EXPECT_EQ((std::vector<std::string>{"f0", "f1", "f2", "f3", "f4"}), files.names());
@@ -69,7 +71,7 @@ TEST(cKynFileList, WalksGoOverAllFilesOrOverTheUsedOnes)
     EXPECT_EQ(5u, files.list.getFilesNumber()) << "the files stay in the list";
 }
 
-TEST(cKynFileList, RemovalDeletesTheFilesAndKeepsTheOrderOfTheOthersFoundByPointer)
+TEST_F(cKynFileListTest, RemovalDeletesTheFilesAndKeepsTheOrderOfTheOthersFoundByPointer)
 {
     sList files(6);
     sList other(1);
@@ -101,7 +103,7 @@ TEST(cKynFileList, RemovalDeletesTheFilesAndKeepsTheOrderOfTheOthersFoundByPoint
     EXPECT_EQ((std::set<std::string>{"a"}), deleted) << "the list's destructor deletes its files";
 }
 
-TEST(cKynFileList, FileDialogTexts)
+TEST_F(cKynFileListTest, FileDialogTexts)
 {
     EXPECT_EQ("File List Files (*.fls)|*.fls|All Files (*.*)|*.*||", cKynFileList::getFileFilter(0));
     EXPECT_EQ("fls", cKynFileList::getDefaultExtension(0));

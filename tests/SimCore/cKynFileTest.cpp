@@ -2,11 +2,11 @@
 
 #include "SimCore/cKynFileList.h"
 #include "StoreKit/cConfigurationReader.h"
-#include "tests/support/cRecordingSinks.h"
-#include "tests/support/cResultWorld.h"
+#include "tests/support/cAlgorithmFixture.h"
 #include "tests/support/cTestHelpers.h"
 
 #include <gtest/gtest.h>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -30,18 +30,16 @@ struct cCountingRecording : cInputFile
     size_t declaredCount = 99;
 };
 
-// A world with an algorithm of three events, two of them file-linked, at 20000 ticks per second.
-struct sKynFileWorld
+// An algorithm of three events, two of them file-linked, at 20000 ticks per second.
+class cKynFileTest : public cAlgorithmFixture
 {
-    sKynFileWorld()
+protected:
+    cKynFileTest()
     {
         algorithm.loadTimeEvents("Time Event {\nName = A\nFile Link = 1\n}\nTime Event {\nName = B\n}\n"
                                  "Time Event {\nName = C\nFile Link = 1\n}\n");
         algorithm.setTimeEventsPrecisionFrequency(20000);
-        myActiveAlgorithm = &algorithm;
     }
-    sResultWorld world;
-    cOpenAlgorithm algorithm;
 };
 
 cConfigurationGroup settings(std::string const& text)
@@ -57,60 +55,42 @@ std::vector<std::string> texts(structTTF const& ttf)
 }
 } // namespace
 
-TEST(cKynFile, SetTtfValueEncodesNoFireNotDefinedTicksAndFreeText)
+// Each input line is given as the optimum, at 20000 ticks per second, and read back as stored, as text
+// in milliseconds with 3 and 0 decimals and as XML text with 1. Any negative number other than -2 is
+// no fire; ticks and milliseconds round half away from zero.
+TEST_F(cKynFileTest, ExpectedTimeTextsGoInAsTicksAndComeBackAsMilliseconds)
 {
-    sKynFileWorld w;
-    cTimeEvent* const event = w.algorithm.timeEvent("A");
-    event->setPrecisionFrequency(1000);
-    structTTF ttf(event, "-1", "-1", "-1", 1.0f);
-    std::vector<std::string> const inputs = {
-        " NF ",        "nf",   "-1",      "-5",  "-0.4", "-2", "-2.000",      "NotDef", "not defined",
-        "NOT DEFINED", "12.5", "12.4999", " 7 ", "0",    "-0", "late deploy", "12 ms",  "nf."};
-    std::vector<std::string> stored;
-    for (std::string const& input : inputs)
+    structTTF ttf(algorithm.timeEvent("A"), "-1", "-1", "-1", 1.0f);
+    std::istringstream inputs(testData("SimCore/results/ttf-input.txt"));
+    std::string stored;
+    for (std::string input; std::getline(inputs, input);)
     {
         EXPECT_TRUE(ttf.setTtfValue(eTtfOptimum, input));
-        stored.push_back(ttf.values[eTtfOptimum]);
+        stored += ttf.values[eTtfOptimum] + " | " + ttf.asString(eTtfOptimum, 3) + " | " +
+                  ttf.asXmlString(eTtfOptimum, 1) + " | " + ttf.asString(eTtfOptimum, 0) + "\n";
     }
-    // Any negative number other than -2 is no fire; 12.5 ticks round away from zero.
-    EXPECT_EQ((std::vector<std::string>{"-1", "-1", "-1", "-1", "-1", "-2", "-2", "-2", "-2", "-2", "13",
-                                        "12", "7", "0", "0", "S:late deploy", "S:12 ms", "S:nf."}),
-              stored);
+    EXPECT_EQ(testData("SimCore/results/ttf-expected.txt"), stored);
     EXPECT_EQ("-1", ttf.values[eTtfMinimum]) << "only the given kind changes";
-}
 
-TEST(cKynFile, TextFormsGiveMillisecondsAtTheRequestedPrecision)
-{
-    sKynFileWorld w;
-    structTTF ttf(w.algorithm.timeEvent("A"), "-1", "-2", "-1", 1.0f);
-    ttf.setTtfValue(eTtfMaximum, "12.5"); // 250 ticks at 20000 per second
+    // Only a number of ticks gives milliseconds.
     double milliseconds = -7.0;
-    EXPECT_FALSE(ttf.asMilliseconds(eTtfMinimum, milliseconds));
-    EXPECT_FALSE(ttf.asMilliseconds(eTtfOptimum, milliseconds));
+    for (std::string const text : {"NF", "NotDef", "after the pole"})
+    {
+        ttf.setTtfValue(eTtfMaximum, text);
+        EXPECT_FALSE(ttf.asMilliseconds(eTtfMaximum, milliseconds)) << text;
+    }
     EXPECT_EQ(-7.0, milliseconds) << "untouched when there is no number";
+    ttf.setTtfValue(eTtfMaximum, "12.5");
     ASSERT_TRUE(ttf.asMilliseconds(eTtfMaximum, milliseconds));
     EXPECT_DOUBLE_EQ(12.5, milliseconds);
-    EXPECT_EQ("250", ttf.values[eTtfMaximum]);
-
-    EXPECT_EQ("NF", ttf.asString(eTtfMinimum, 3));
-    EXPECT_EQ("NotDef", ttf.asString(eTtfOptimum, 3));
-    EXPECT_EQ("12.500", ttf.asString(eTtfMaximum, 3));
-    EXPECT_EQ("13", ttf.asString(eTtfMaximum, 0)) << "half away from zero";
-    EXPECT_EQ("Not defined", ttf.asXmlString(eTtfOptimum, 3));
-    EXPECT_EQ("12.5", ttf.asXmlString(eTtfMaximum, 1));
-
-    ttf.setTtfValue(eTtfOptimum, "after the pole");
-    EXPECT_FALSE(ttf.asMilliseconds(eTtfOptimum, milliseconds));
-    EXPECT_EQ("after the pole", ttf.asString(eTtfOptimum, 3));
 }
 
-TEST(cKynFile, NewFileExpectsNoFireForEachFileLinkedEventOnly)
+TEST_F(cKynFileTest, NewFileExpectsNoFireForEachFileLinkedEventOnly)
 {
-    sKynFileWorld w;
-    cKynFile* const file = w.world.addCrash("/data/crash_01.csh");
-    cTimeEvent* const a = w.algorithm.timeEvent("A");
-    cTimeEvent* const b = w.algorithm.timeEvent("B");
-    cTimeEvent* const c = w.algorithm.timeEvent("C");
+    cKynFile* const file = addCrash("/data/crash_01.csh");
+    cTimeEvent* const a = algorithm.timeEvent("A");
+    cTimeEvent* const b = algorithm.timeEvent("B");
+    cTimeEvent* const c = algorithm.timeEvent("C");
     ASSERT_EQ(2u, file->getTtfSettings().size());
     for (cTimeEvent* event : {a, c})
     {
@@ -125,13 +105,12 @@ TEST(cKynFile, NewFileExpectsNoFireForEachFileLinkedEventOnly)
     EXPECT_EQ(0x4639ff, file->getColor());
 
     myActiveAlgorithm = nullptr;
-    EXPECT_TRUE(w.world.addCrash("/data/crash_02.csh")->TTFSettingListEmpty()) << "no algorithm, no events";
+    EXPECT_TRUE(addCrash("/data/crash_02.csh")->TTFSettingListEmpty()) << "no algorithm, no events";
 }
 
-TEST(cKynFile, LoadTTFSettingsStopsAtAnUnknownEventAndKeepsWhatCameBefore)
+TEST_F(cKynFileTest, LoadTTFSettingsStopsAtAnUnknownEventAndKeepsWhatCameBefore)
 {
-    sKynFileWorld w;
-    cKynFile* const file = w.world.addCrash("/data/crash_01.csh");
+    cKynFile* const file = addCrash("/data/crash_01.csh");
     EXPECT_TRUE(file->loadTTFSettings(nullptr));
     cConfigurationGroup group =
         settings("Time Event Settings {\nTime Event = C\nMinimum Value = 10\nOptimum = NF\n"
@@ -142,10 +121,10 @@ TEST(cKynFile, LoadTTFSettingsStopsAtAnUnknownEventAndKeepsWhatCameBefore)
                  "Time Event Settings {\nTime Event = A\nMinimum Value = 1\nOptimum = 2\n"
                  "Maximum Value = 3\nWeight = 2\n}\n");
     EXPECT_FALSE(file->loadTTFSettings(&group));
-    structTTF* const c = file->findStructTTF(w.algorithm.timeEvent("C"));
+    structTTF* const c = file->findStructTTF(algorithm.timeEvent("C"));
     EXPECT_EQ((std::vector<std::string>{"200", "-1", "-2"}), texts(*c));
     EXPECT_EQ(0.5f, c->weight);
-    structTTF* const a = file->findStructTTF(w.algorithm.timeEvent("A"));
+    structTTF* const a = file->findStructTTF(algorithm.timeEvent("A"));
     EXPECT_EQ((std::vector<std::string>{"-1", "-1", "-1"}), texts(*a))
         << "entries after the unknown one stay";
     EXPECT_EQ(1.0f, a->weight);
@@ -167,19 +146,18 @@ TEST(cKynFile, LoadTTFSettingsStopsAtAnUnknownEventAndKeepsWhatCameBefore)
     EXPECT_EQ(3.0f, a->weight);
 }
 
-TEST(cKynFile, CopyTTFSettingsTakesTheTextsAndWeightsOfEachEntry)
+TEST_F(cKynFileTest, CopyTTFSettingsTakesTheTextsAndWeightsOfEachEntry)
 {
-    sKynFileWorld w;
-    cKynFile* const source = w.world.addCrash("/data/crash_01.csh");
-    cKynFile* const target = w.world.addCrash("/data/crash_02.csh");
+    cKynFile* const source = addCrash("/data/crash_01.csh");
+    cKynFile* const target = addCrash("/data/crash_02.csh");
     for (auto const& entry : source->getTtfSettings())
     {
-        entry.second->setTtfValue(eTtfMinimum, entry.first == w.algorithm.timeEvent("A") ? "5" : "6");
+        entry.second->setTtfValue(eTtfMinimum, entry.first == algorithm.timeEvent("A") ? "5" : "6");
         entry.second->setTtfValue(eTtfMaximum, "free");
         entry.second->weight = 0.25f;
     }
     target->copyTTFSettings(source);
-    for (cTimeEvent* event : {w.algorithm.timeEvent("A"), w.algorithm.timeEvent("C")})
+    for (cTimeEvent* event : {algorithm.timeEvent("A"), algorithm.timeEvent("C")})
     {
         structTTF const* const from = source->findStructTTF(event);
         structTTF const* const to = target->findStructTTF(event);
@@ -188,12 +166,11 @@ TEST(cKynFile, CopyTTFSettingsTakesTheTextsAndWeightsOfEachEntry)
         EXPECT_EQ(event, to->timeEvent);
         EXPECT_EQ(0.25f, to->weight);
     }
-    EXPECT_EQ("120", target->findStructTTF(w.algorithm.timeEvent("C"))->values[eTtfMinimum]);
+    EXPECT_EQ("120", target->findStructTTF(algorithm.timeEvent("C"))->values[eTtfMinimum]);
 }
 
-TEST(cKynFile, UseFileReadsOnceAndGivesTheSamplesBackWhenUnselected)
+TEST_F(cKynFileTest, UseFileReadsOnceAndGivesTheSamplesBackWhenUnselected)
 {
-    sKynFileWorld w;
     cRecordingTraceSink trace(3);
     auto* const recording = new cCountingRecording("/data/crash_01.csh");
     cKynFile* const file = myActiveFileList->addFile(recording);
@@ -228,30 +205,18 @@ TEST(cKynFile, UseFileReadsOnceAndGivesTheSamplesBackWhenUnselected)
     EXPECT_TRUE(quiet.lines().empty()) << "level 3 lines only";
 }
 
-TEST(cKynFile, MakeAcquisitionFileNamesThePathAndTheMissingReader)
+TEST_F(cKynFileTest, MakeAcquisitionFileNamesThePathAndTheMissingReader)
 {
-    sKynFileWorld w;
-    std::vector<std::string> const paths = {"/data/Front_01.CSH", "/data/side.bin", "/data/side.txt",
-                                            "/data.csh/side"};
-    std::vector<std::string> arguments;
-    for (std::string const& path : paths)
+    for (auto const& [path, argument] : std::vector<std::pair<std::string, std::string>>{
+             {"/data/Front_01.CSH", "/data/Front_01.CSH (reading CSH files is not available yet)"},
+             {"/data/side.bin", "/data/side.bin (reading BIN files is not available yet)"},
+             {"/data/side.txt", "/data/side.txt"},
+             {"/data.csh/side", "/data.csh/side"}})
     {
-        try
-        {
-            myActiveFileList->addFile(path.c_str(), nullptr);
-            ADD_FAILURE() << path << " opened";
-        }
-        catch (cFstreamOpenException const& e)
-        {
-            arguments.push_back(e.getArgument());
-            EXPECT_EQ("Unable to open file: " + e.getArgument(), e.what());
-            EXPECT_EQ("SimCore/cKynFile", e.getSourceFile());
-            EXPECT_EQ("makeAcquisitionFile", e.getFunction());
-        }
+        auto const open = [&] { myActiveFileList->addFile(path.c_str(), nullptr); };
+        EXPECT_EQ("cFstreamOpenException|makeAcquisitionFile|Unable to open file: " + argument,
+                  failureOf(open));
+        EXPECT_EQ("SimCore/cKynFile", sourceOf(open));
     }
-    EXPECT_EQ((std::vector<std::string>{"/data/Front_01.CSH (reading CSH files is not available yet)",
-                                        "/data/side.bin (reading BIN files is not available yet)",
-                                        "/data/side.txt", "/data.csh/side"}),
-              arguments);
     EXPECT_EQ(0u, myActiveFileList->getFilesNumber()) << "a file that cannot be read leaves no entry";
 }

@@ -3,8 +3,7 @@
 #include "SimCore/cKynMultiPreprocessingItem.h"
 #include "SimCore/cTestMgr.h"
 #include "StoreKit/cCfgInputFile.h"
-#include "tests/support/cRecordingSinks.h"
-#include "tests/support/cResultWorld.h"
+#include "tests/support/cSimCoreFixture.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -31,36 +30,41 @@ std::vector<std::string> names(cKynMultiPreprocessingMgr const& manager)
     return result;
 }
 
-// Each message as "sent|posted id item lParam", the item named by its index in `items`.
-std::vector<std::string> messages(cRecordingHostWindow const& host, tItems const& items)
+class cKynMultiPreprocessingMgrTest : public cResultsFixture
 {
-    std::vector<std::string> result;
-    for (auto const& m : host.messages())
+protected:
+    // Each message the host got about other items than the fixture's own as "sent|posted id item
+    // lParam", the item named by its index in `items`.
+    std::vector<std::string> hostMessages(tItems const& items) const
     {
-        auto const item =
-            std::find(items.begin(), items.end(), reinterpret_cast<cKynMultiPreprocessingItem*>(m.wParam));
-        result.push_back((m.sent ? "sent " : "posted ") + std::to_string(m.message) + " " +
-                         std::to_string(item - items.begin()) + " " + std::to_string(m.lParam));
+        std::vector<std::string> result;
+        for (auto const& m : window.messages())
+        {
+            auto const* const about = reinterpret_cast<cKynMultiPreprocessingItem*>(m.wParam);
+            if (about != item)
+                result.push_back(
+                    (m.sent ? "sent " : "posted ") + std::to_string(m.message) + " " +
+                    std::to_string(std::find(items.begin(), items.end(), about) - items.begin()) + " " +
+                    std::to_string(m.lParam));
+        }
+        return result;
     }
-    return result;
-}
-
-std::vector<std::string> errors(cRecordingMessageSink const& sink)
-{
-    std::vector<std::string> result;
-    for (auto const& entry : sink.entries())
-        result.push_back(entry.kind + ": " + entry.text);
-    return result;
-}
-
-cCfgInputFile* newFile(std::string const& name)
-{
-    return cCfgInputFile::createFile(("/tmp/" + name + ".cfg").c_str(), cCfgInputFile::writeMode, "Vehicle",
-                                     false);
-}
+    std::vector<std::string> errors() const
+    {
+        std::vector<std::string> result;
+        for (auto const& entry : messages.entries())
+            result.push_back(entry.kind + ": " + entry.text);
+        return result;
+    }
+    cCfgInputFile* newFile(std::string const& name)
+    {
+        return cCfgInputFile::createFile(tempPath(name + ".cfg").c_str(), cCfgInputFile::writeMode, "Vehicle",
+                                         false);
+    }
+};
 } // namespace
 
-TEST(cKynMultiPreprocessingMgr, SelectionMovesWithinTheCountButNextComparesForEqualityOnly)
+TEST_F(cKynMultiPreprocessingMgrTest, SelectionMovesWithinTheCountButNextComparesForEqualityOnly)
 {
     cKynMultiPreprocessingMgr manager;
     EXPECT_FALSE(manager.selectFirstItem());
@@ -80,9 +84,8 @@ TEST(cKynMultiPreprocessingMgr, SelectionMovesWithinTheCountButNextComparesForEq
     EXPECT_EQ("A", manager.getItemNameByIndex(manager.getSelectedItemIndex()));
 }
 
-TEST(cKynMultiPreprocessingMgr, AddingAndRemovingTellTheHostWithTheItem)
+TEST_F(cKynMultiPreprocessingMgrTest, AddingAndRemovingTellTheHostWithTheItem)
 {
-    cRecordingHostWindow host;
     cKynMultiPreprocessingMgr manager;
     tItems const items = addItems(manager, {"A", "B", "C", "D"});
     cKynMultiPreprocessingItem stray("B");
@@ -110,10 +113,10 @@ TEST(cKynMultiPreprocessingMgr, AddingAndRemovingTellTheHostWithTheItem)
     EXPECT_EQ(0u, manager.getItemCount());
     EXPECT_EQ((std::vector<std::string>{"sent 2536 0 0", "sent 2536 1 0", "sent 2536 2 0", "sent 2536 3 0",
                                         "sent 2537 1 0", "sent 2537 3 0", "sent 2537 0 0", "sent 2537 2 0"}),
-              messages(host, items));
+              hostMessages(items));
 }
 
-TEST(cKynMultiPreprocessingMgr, RemoveAllItemsLeavesTheSelectedItemsFilesToTheLiveModules)
+TEST_F(cKynMultiPreprocessingMgrTest, RemoveAllItemsLeavesTheSelectedItemsFilesToTheLiveModules)
 {
     cKynMultiPreprocessingMgr manager;
     tItems const items = addItems(manager, {"A", "B", "C"});
@@ -123,17 +126,16 @@ TEST(cKynMultiPreprocessingMgr, RemoveAllItemsLeavesTheSelectedItemsFilesToTheLi
     items[0]->setPreprocessingData(newFile("a_preprocessing"));
     items[2]->setUnitData(newFile("c_unit"));
     manager.selectItemFromIndex(1);
-    manager.removeAllItems(); // without a host window: nothing to tell, nothing fails
+    manager.removeAllItems();
     EXPECT_EQ(0u, manager.getItemCount());
     EXPECT_EQ(1u, manager.getSelectedItemIndex());
     // The others' files are gone (the sanitizer run sees a leak otherwise); this one is still ours.
-    EXPECT_EQ("/tmp/live.cfg", live->getFileName());
+    EXPECT_EQ(tempPath("live.cfg"), live->getFileName());
     delete live;
 }
 
-TEST(cKynMultiPreprocessingMgr, NameLookUpsCompareExactlyAndReportAsEachPromises)
+TEST_F(cKynMultiPreprocessingMgrTest, NameLookUpsCompareExactlyAndReportAsEachPromises)
 {
-    cRecordingMessageSink sink;
     cKynMultiPreprocessingMgr manager;
     std::string const noName = "error: Error :\nThere is no item name";
     std::string const noMatch =
@@ -142,9 +144,8 @@ TEST(cKynMultiPreprocessingMgr, NameLookUpsCompareExactlyAndReportAsEachPromises
     EXPECT_EQ(0xFFFFFFFFu, manager.getItemIndexByName("A"));
     EXPECT_EQ(nullptr, manager.getItemFromName("A"));
     EXPECT_EQ(0xFFFFFFFFu, manager.getItemIndexFromName("A"));
-    EXPECT_EQ((std::vector<std::string>{noMatch}), errors(sink))
-        << "empty list: only the index look-up reports";
-    sink.clear();
+    EXPECT_EQ((std::vector<std::string>{noMatch}), errors()) << "empty list: only the index look-up reports";
+    messages.clear();
 
     tItems const items = addItems(manager, {"Front", "Side", "", "Front"});
     EXPECT_EQ(1u, manager.getItemIndexByName("Side"));
@@ -152,59 +153,55 @@ TEST(cKynMultiPreprocessingMgr, NameLookUpsCompareExactlyAndReportAsEachPromises
     EXPECT_EQ(0u, manager.getItemIndexFromName("Front"));
     EXPECT_EQ(2u, manager.getItemIndexFromName("")) << "an empty name is searched like any other";
     EXPECT_EQ(items[2], manager.getItemFromName(""));
-    EXPECT_TRUE(sink.entries().empty());
+    EXPECT_TRUE(messages.entries().empty());
 
     EXPECT_EQ(0xFFFFFFFFu, manager.getItemIndexByName(""));
     EXPECT_EQ(0xFFFFFFFFu, manager.getItemIndexByName("side"));
     EXPECT_EQ(nullptr, manager.getItemFromName("Rear"));
     EXPECT_EQ(0xFFFFFFFFu, manager.getItemIndexFromName("Rear"));
-    EXPECT_EQ((std::vector<std::string>{noName, noMatch, noMatch}), errors(sink));
+    EXPECT_EQ((std::vector<std::string>{noName, noMatch, noMatch}), errors());
 }
 
-TEST(cKynMultiPreprocessingMgr, FindMppItemLooksForTheVeryFileObject)
+TEST_F(cKynMultiPreprocessingMgrTest, FindMppItemLooksForTheVeryFileObject)
 {
-    sResultWorld world;
-    cKynMultiPreprocessingItem* const side = world.multiPreprocessing.addItem("Side");
+    cKynMultiPreprocessingItem* const side = multiPreprocessing.addItem("Side");
     side->setFileList(new cKynFileList);
-    cKynFile* const front01 = world.addCrash("/data/crash_01.csh");
+    cKynFile* const front01 = addCrash("/data/crash_01.csh");
     cKynFile* const side01 = side->getFileList()->addFile(new cInputFile("/data/crash_01.csh"));
     cKynFileList loose;
     cKynFile* const elsewhere = loose.addFile(new cInputFile("/data/crash_01.csh"));
-    world.multiPreprocessing.addItem("No list"); // an item without a list holds nothing
+    multiPreprocessing.addItem("No list"); // an item without a list holds nothing
 
-    EXPECT_EQ(world.item, world.multiPreprocessing.findMppItem(front01));
-    EXPECT_EQ(side, world.multiPreprocessing.findMppItem(side01));
-    EXPECT_EQ(nullptr, world.multiPreprocessing.findMppItem(elsewhere));
-    EXPECT_EQ(nullptr, world.multiPreprocessing.findMppItem(nullptr));
+    EXPECT_EQ(item, multiPreprocessing.findMppItem(front01));
+    EXPECT_EQ(side, multiPreprocessing.findMppItem(side01));
+    EXPECT_EQ(nullptr, multiPreprocessing.findMppItem(elsewhere));
+    EXPECT_EQ(nullptr, multiPreprocessing.findMppItem(nullptr));
 }
 
-TEST(cKynMultiPreprocessingMgr, ADeletedItemLeavesEveryTestsMaintainDataSet)
+TEST_F(cKynMultiPreprocessingMgrTest, ADeletedItemLeavesEveryTestsMaintainDataSet)
 {
-    sResultWorld world;
     auto* const first = new cTestMgr("First");
     auto* const second = new cTestMgr("Second");
-    world.computations.addTest(first);
-    world.computations.addTest(second);
-    cKynMultiPreprocessingItem* const side = world.multiPreprocessing.addItem("Side");
+    computations.addTest(first);
+    computations.addTest(second);
+    cKynMultiPreprocessingItem* const side = multiPreprocessing.addItem("Side");
     side->setFileList(new cKynFileList);
     side->getFileList()->addFile(new cInputFile("/data/crash_01.csh"));
     first->toggleMaintainData(side);
-    first->toggleMaintainData(world.item);
+    first->toggleMaintainData(item);
     second->toggleMaintainData(side);
 
-    world.multiPreprocessing.removeItem(side);
+    multiPreprocessing.removeItem(side);
     EXPECT_FALSE(first->checkForMaintainData(side));
-    EXPECT_FALSE(second->checkForMaintainData(side));
-    EXPECT_TRUE(first->checkForMaintainData(world.item)) << "the other items stay";
+    EXPECT_TRUE(first->checkForMaintainData(item)) << "the other items stay";
     EXPECT_EQ(0u, second->getMaintainDataMppItemCount());
 
     // Without a computation manager there is no set to leave.
     myActiveComputationManager = nullptr;
     delete new cKynMultiPreprocessingItem("Alone");
-    myActiveComputationManager = &world.computations;
 }
 
-TEST(cKynMultiPreprocessingMgr, ItemCutsStepCountsToTheirLow32Bits)
+TEST_F(cKynMultiPreprocessingMgrTest, ItemCutsStepCountsToTheirLow32Bits)
 {
     cKynMultiPreprocessingItem item("Front");
     unsigned long long files = 0x100000005ULL, mechanical = 6, electronic = 0xFFFFFFFFULL,

@@ -6,20 +6,24 @@
 #include "SimCore/cTestGraphSerie.h"
 #include "SimCore/cTestMgr.h"
 #include "StoreKit/cConfigurationReader.h"
-#include "tests/support/cResultWorld.h"
+#include "tests/support/cSimCoreFixture.h"
+#include "tests/support/cTestHelpers.h"
 
 #include <gtest/gtest.h>
 #include <memory>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace
 {
 // Three registered float parameters, held by the symbol manager (one link each): "thr_time" (factor
 // 0.5, raw 10), "thr_level" (factor 0.25, raw 40, raw limits 0 to 200) and "thr_enable" (raw 0). A
 // series on a graph whose test decides LSB carries the points under test.
-struct sHotPointStage
+class cTestGraphHotPointTest : public cResultsFixture
 {
-    sHotPointStage()
+protected:
+    cTestGraphHotPointTest()
     {
         time = addParameter("Threshold Time", "thr_time", "0.5", "10");
         level = addParameter("Threshold Level", "thr_level", "0.25", "40");
@@ -64,7 +68,6 @@ struct sHotPointStage
         return xy;
     }
 
-    sResultWorld world;
     cParameter* time = nullptr;
     cParameter* level = nullptr;
     cParameter* enable = nullptr;
@@ -85,90 +88,85 @@ private:
 };
 } // namespace
 
-TEST(cTestGraphHotPoint, ReadPointHoldsWhileItsConditionIsNotZeroAndGivesItsLinksBack)
+TEST_F(cTestGraphHotPointTest, ReadPointHoldsWhileItsConditionIsNotZeroAndGivesItsLinksBack)
 {
-    sHotPointStage stage;
-    ASSERT_EQ(1, stage.time->getLinksNumber());
+    ASSERT_EQ(1, time->getLinksNumber());
     {
         std::unique_ptr<cTestGraphHotPoint> const point =
-            sHotPointStage::read("Abscissa = thr_time\nOrdinate = thr_level\nCondition = thr_enable\n");
-        EXPECT_EQ(2, stage.time->getLinksNumber());
-        EXPECT_EQ(2, stage.level->getLinksNumber());
-        EXPECT_EQ(stage.time, point->getAbscissaParameter());
-        EXPECT_EQ(stage.level, point->getOrdinateParameter());
+            read("Abscissa = thr_time\nOrdinate = thr_level\nCondition = thr_enable\n");
+        EXPECT_EQ(2, time->getLinksNumber());
+        EXPECT_EQ(2, level->getLinksNumber());
+        EXPECT_EQ(time, point->getAbscissaParameter());
+        EXPECT_EQ(level, point->getOrdinateParameter());
         EXPECT_FALSE(point->isConditionTrue());
-        stage.enable->setRawValue(mpf_class(-3), false, false);
+        enable->setRawValue(mpf_class(-3), /*update=*/false, /*applyLimits=*/false);
         EXPECT_TRUE(point->isConditionTrue()) << "any value but zero holds";
-        EXPECT_TRUE(sHotPointStage::read("Abscissa = thr_time\nOrdinate = thr_level\n")->isConditionTrue())
+        EXPECT_TRUE(read("Abscissa = thr_time\nOrdinate = thr_level\n")->isConditionTrue())
             << "no condition always holds";
     }
-    EXPECT_EQ(1, stage.time->getLinksNumber());
-    EXPECT_EQ(1, stage.level->getLinksNumber());
+    EXPECT_EQ(1, time->getLinksNumber());
+    EXPECT_EQ(1, level->getLinksNumber());
 
     // The holder of the last link deletes the parameter.
     bool gone = false;
     cParameter* const watched = new cWatchedParameter(gone);
-    delete new cTestGraphHotPoint(watched, stage.level, nullptr, 0, "Copy");
+    delete new cTestGraphHotPoint(watched, level, nullptr, 0, "Copy");
     EXPECT_TRUE(gone);
-    EXPECT_EQ(1, stage.level->getLinksNumber());
+    EXPECT_EQ(1, level->getLinksNumber());
 }
 
-TEST(cTestGraphHotPoint, FailedReadLeavesNoLinkBehind)
+TEST_F(cTestGraphHotPointTest, FailedReadSaysWhyAndLeavesNoLinkBehind)
 {
-    sHotPointStage stage;
-    try
+    for (auto const& [text, failure] : std::vector<std::pair<std::string, std::string>>{
+             {"Abscissa = thr_time\nOrdinate = nowhere\n",
+              "cUnknownSymbol|cTestGraphHotPoint::cTestGraphHotPoint|Unknown symbol: nowhere"},
+             {"Abscissa = thr_time\n",
+              "cMissingItem|cConfigurationGroup::findItem|Missing key \"Ordinate\".\n"
+              "In group \"Hot Point\" of file \"criteria.cfg\"."},
+             {"Abscissa = thr_time\nOrdinate = thr_level\nCondition = *(thr_enable\n",
+              "cInvalidEquationSyntax|cEquation::createEquation|Invalid equation \"*(thr_enable\": \")\" "
+              "expected.\n"}})
     {
-        sHotPointStage::read("Abscissa = thr_time\nOrdinate = nowhere\n");
-        FAIL() << "an unknown name must fail";
+        EXPECT_EQ(failure, failureOf([&] { read(text); }));
+        EXPECT_EQ(1, time->getLinksNumber()) << text;
+        EXPECT_EQ(1, level->getLinksNumber()) << text;
     }
-    catch (cUnknownSymbol const& failure)
-    {
-        EXPECT_STREQ("Unknown symbol: nowhere", failure.what());
-    }
-    EXPECT_EQ(1, stage.time->getLinksNumber());
-
-    EXPECT_THROW(sHotPointStage::read("Abscissa = thr_time\n"), cMissingItem);
-    EXPECT_EQ(1, stage.time->getLinksNumber());
-    EXPECT_THROW(
-        sHotPointStage::read("Abscissa = thr_time\nOrdinate = thr_level\nCondition = *(thr_enable\n"),
-        cInvalidEquationSyntax);
-    EXPECT_EQ(1, stage.time->getLinksNumber());
-    EXPECT_EQ(1, stage.level->getLinksNumber());
 }
 
-TEST(cTestGraphHotPoint, PositionAndDragsAreRawUnderLsbExceptForATimeAbscissa)
+TEST_F(cTestGraphHotPointTest, PositionAndDragsAreRawUnderLsbExceptForATimeAbscissa)
 {
-    sHotPointStage stage;
-    cRecordingHostWindow window;
-    cTestGraphHotPoint* const point = stage.ownedPoint(false);
-    cTestGraphHotPoint* const timed = stage.ownedPoint(true);
-    EXPECT_EQ(&stage.owner, point->getOwner());
+    cTestGraphHotPoint* const point = ownedPoint(false);
+    cTestGraphHotPoint* const timed = ownedPoint(true);
+    EXPECT_EQ(&owner, point->getOwner());
 
     // Converted values: 10 * 0.5 and 40 * 0.25.
-    EXPECT_EQ(std::make_pair(5.0f, 10.0f), sHotPointStage::position(point));
-    EXPECT_EQ(std::make_pair(5.0f, 10.0f), sHotPointStage::position(timed));
+    EXPECT_EQ(std::make_pair(5.0f, 10.0f), position(point));
+    EXPECT_EQ(std::make_pair(5.0f, 10.0f), position(timed));
+    std::size_t const before = window.messages().size();
     point->setAbscissa(8.0f);
     point->setOrdinate(20.0f);
-    EXPECT_EQ(16.0, sHotPointStage::raw(stage.time));
-    EXPECT_EQ(80.0, sHotPointStage::raw(stage.level));
+    EXPECT_EQ(16.0, raw(time));
+    EXPECT_EQ(80.0, raw(level));
     // The host hears of each change (window message 2531).
-    ASSERT_EQ(2u, window.messages().size());
-    EXPECT_EQ(2531u, window.messages()[0].message);
+    auto const sent = window.messages();
+    ASSERT_EQ(before + 2, sent.size());
+    EXPECT_EQ(2531u, sent[before].message);
+    EXPECT_EQ(2531u, sent[before + 1].message);
 
-    stage.test.setLSB(true);
-    EXPECT_EQ(std::make_pair(16.0f, 80.0f), sHotPointStage::position(point));
-    EXPECT_EQ(std::make_pair(8.0f, 80.0f), sHotPointStage::position(timed));
+    test.setLSB(true);
+    EXPECT_EQ(std::make_pair(16.0f, 80.0f), position(point));
+    EXPECT_EQ(std::make_pair(8.0f, 80.0f), position(timed));
     point->setAbscissa(30.0f);
-    EXPECT_EQ(30.0, sHotPointStage::raw(stage.time));
+    EXPECT_EQ(30.0, raw(time));
     timed->setAbscissa(7.0f);
-    EXPECT_EQ(14.0, sHotPointStage::raw(stage.time));
+    EXPECT_EQ(14.0, raw(time));
     timed->setOrdinate(50.0f);
-    EXPECT_EQ(50.0, sHotPointStage::raw(stage.level));
+    EXPECT_EQ(50.0, raw(level));
     // Drags are held within the parameter's limits.
     point->setOrdinate(500.0f);
-    EXPECT_EQ(200.0, sHotPointStage::raw(stage.level));
+    EXPECT_EQ(200.0, raw(level));
 
     // A point on no series shows converted values.
-    cTestGraphHotPoint free(stage.time, stage.level, nullptr, 0, "Free");
-    EXPECT_EQ(std::make_pair(7.0f, 50.0f), sHotPointStage::position(&free));
+    cTestGraphHotPoint free(time, level, nullptr, 0, "Free");
+    EXPECT_EQ(std::make_pair(7.0f, 50.0f), position(&free));
 }

@@ -1,6 +1,6 @@
 #include "SimCore/cTestMgr.h"
 
-#include "tests/support/cResultWorld.h"
+#include "tests/support/cSimCoreFixture.h"
 
 #include <algorithm>
 #include <functional>
@@ -14,10 +14,11 @@ std::vector<std::string> pathTexts(cTestMgr const& test)
 {
     return {test.getPathText(0), test.getPathText(1), test.getPathText(2), test.getPathText(3)};
 }
+using cTestMgrTest = cResultsFixture;
 } // namespace
 
 // The report generator reads the path texts by index, in an order that is not the setter's.
-TEST(cTestMgr, StartsWithEveryFlagOffAndPathTextsGoWhereTheReportGeneratorReadsThem)
+TEST_F(cTestMgrTest, StartsWithEveryFlagOffAndPathTextsGoWhereTheReportGeneratorReadsThem)
 {
     cTestMgr test("Front crash");
     EXPECT_EQ("Front crash", test.getTestName());
@@ -37,41 +38,39 @@ TEST(cTestMgr, StartsWithEveryFlagOffAndPathTextsGoWhereTheReportGeneratorReadsT
     EXPECT_EQ("Generate CSV", csv.getGenerationLabel());
 }
 
-TEST(cTestMgr, MaintainDataSetTogglesAndGivesItsSmallestPointerFirst)
+TEST_F(cTestMgrTest, MaintainDataSetTogglesAndGivesItsSmallestPointerFirst)
 {
-    sResultWorld world;
-    cKynMultiPreprocessingItem* const side = world.multiPreprocessing.addItem("Side");
+    cKynMultiPreprocessingItem* const side = multiPreprocessing.addItem("Side");
     cTestMgr test("T");
     test.toggleMaintainData(nullptr);
     EXPECT_EQ(0u, test.getMaintainDataMppItemCount());
     test.toggleMaintainData(side);
-    test.toggleMaintainData(world.item);
+    test.toggleMaintainData(item);
     EXPECT_EQ(2u, test.getMaintainDataMppItemCount());
-    EXPECT_EQ(std::min(side, world.item, std::less<cKynMultiPreprocessingItem*>()),
+    EXPECT_EQ(std::min(side, item, std::less<cKynMultiPreprocessingItem*>()),
               test.getFirstMaintainDataMppItem());
     test.toggleMaintainData(side);
     EXPECT_FALSE(test.checkForMaintainData(side)) << "a second toggle takes it out again";
-    EXPECT_TRUE(test.checkForMaintainData(world.item));
-    EXPECT_EQ(world.item, test.getFirstMaintainDataMppItem());
+    EXPECT_TRUE(test.checkForMaintainData(item));
+    EXPECT_EQ(item, test.getFirstMaintainDataMppItem());
 
     test.clearMaintainData();
     test.addAllMppItemsToMaintainData();
     EXPECT_EQ(2u, test.getMaintainDataMppItemCount());
-    test.removeMaintainData(world.item);
+    test.removeMaintainData(item);
     EXPECT_EQ(side, test.getFirstMaintainDataMppItem());
 }
 
-TEST(cTestMgr, MaintainDataForAFileAnswersForTheFirstItemHoldingIt)
+TEST_F(cTestMgrTest, MaintainDataForAFileAnswersForTheFirstItemHoldingIt)
 {
-    sResultWorld world;
-    cKynFile* const file = world.addCrash("/data/crash_01.csh");
-    cKynMultiPreprocessingItem* const side = world.multiPreprocessing.addItem("Side");
-    side->setFileList(world.item->getFileList()); // both items hold the very same file
+    cKynFile* const file = addCrash("/data/crash_01.csh");
+    cKynMultiPreprocessingItem* const side = multiPreprocessing.addItem("Side");
+    side->setFileList(item->getFileList()); // both items hold the very same file
     cTestMgr test("T");
 
     test.toggleMaintainData(side);
     EXPECT_FALSE(test.checkForMaintainData(file)) << "the first item, not kept, decides";
-    test.toggleMaintainData(world.item);
+    test.toggleMaintainData(item);
     EXPECT_TRUE(test.checkForMaintainData(file));
     EXPECT_FALSE(test.checkForMaintainData(static_cast<cKynFile const*>(nullptr)));
     cKynFileList loose;
@@ -79,6 +78,5 @@ TEST(cTestMgr, MaintainDataForAFileAnswersForTheFirstItemHoldingIt)
 
     myActiveMultiPreprocessingMgr = nullptr;
     EXPECT_FALSE(test.checkForMaintainData(file)) << "without a manager no item holds a file";
-    myActiveMultiPreprocessingMgr = &world.multiPreprocessing;
     side->setFileList(nullptr); // the list belongs to the first item
 }
