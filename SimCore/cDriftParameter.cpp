@@ -413,7 +413,7 @@ void cDriftParameter::setRawDrift(mpf_class nominal, mpf_class maximum, mpf_clas
         m_usedMaximum = maximum;
         m_usedMinimum = minimum;
         m_usedStep = step;
-        setRawValue(nominal, true, true);
+        setRawValue(nominal, /*update=*/true, /*applyLimits=*/true);
         // Clearing the old drift writes the default value over the nominal just set: hosts have
         // always followed a replaced drift with resetNominalValue.
         if (m_drift != nullptr)
@@ -434,7 +434,7 @@ void cDriftParameter::setRawDrift(mpf_class nominal, mpf_class maximum, mpf_clas
 
 void cDriftParameter::clearDrift()
 {
-    setRawValue(m_defaultValue, true, true);
+    setRawValue(m_defaultValue, /*update=*/true, /*applyLimits=*/true);
     if (m_drift != nullptr)
     {
         delete m_drift;
@@ -455,7 +455,7 @@ void cDriftParameter::resetDrift()
 void cDriftParameter::resetNominalValue()
 {
     if (m_drift != nullptr)
-        setRawValue(m_drift->m_rawNominal, true, true);
+        setRawValue(m_drift->m_rawNominal, /*update=*/true, /*applyLimits=*/true);
 }
 
 mpf_class cDriftParameter::getDefaultStepValue() const
@@ -564,7 +564,8 @@ bool cDriftParameterMgr::restoreDriftState(unsigned int iteration)
         // A drift cleared since the last reset has no point to give.
         if (drift == nullptr)
             continue;
-        p->setRawValue(drift->pointAt((iteration / m_strides[k]) % drift->m_pointNumber), true, true);
+        p->setRawValue(drift->pointAt((iteration / m_strides[k]) % drift->m_pointNumber), /*update=*/true,
+                       /*applyLimits=*/true);
     }
     return true;
 }

@@ -684,7 +684,7 @@ void cParameter::setConfiguration(cConfigurationGroup* group)
     {
         value = m_defaultValue;
     }
-    setRawValue(value, true, true);
+    setRawValue(value, /*update=*/true, /*applyLimits=*/true);
 
     // Registration comes last, once nothing else can fail, so that a parameter
     // whose construction fails is never left behind in the symbol manager.

@@ -32,6 +32,29 @@ public:
     // owner name, user rights and links are not taken over.
     explicit cParameter(cParameter* source);
 
+    // The flags of the value getters and setters below, the same in every overload and override:
+    //  update       After the value is stored, also run the equation groups linked with the
+    //               parameter (updateSymbolsLinkedWith of the active symbol manager, with the
+    //               parameter's condition); only a parameter registered with a non-zero condition
+    //               has any, and with none active this throws cNULLPointer. False leaves the linked
+    //               parameters as they are. Either way, a value that changed is announced to the
+    //               host's main window (warnMainApp).
+    //  applyLimits  Clamp the value into [minimum, maximum]: the maximum is applied first, so with
+    //               the minimum above the maximum the minimum is stored. Setting the stored value
+    //               again while it lies outside the limits asks the engineer once whether it goes to
+    //               the closest limit (answer no keeps it). False stores the value as given, still
+    //               rounded for a whole-number parameter.
+    //  isHex        Text in hexadecimal, upper case: the value rounded half away from zero, written
+    //               in a width of 1, 2, 4 or 8 bytes (the raw value by its range and the sign of its
+    //               minimum, limits and default by the range alone), two's complement below zero.
+    //               A setter reads such a text, with or without "0x", unsigned when the minimum is
+    //               not negative; the stored value's own text (shortest width, no prefix) while it
+    //               lies outside the limits first asks for the closest limit, and a no returns false
+    //               at once. False: decimal text.
+    //  noDecimals   Decimal text without decimals, rounded; otherwise with the decimals the
+    //               conversion factor shifts plus the precision. Ignored in hexadecimal.
+    // A setter returns true when the stored raw value changed.
+
     // Virtual operations, in the order of their slots.
     virtual void getRawValue(bool& value) const;
     virtual void getRawValue(unsigned short& value) const;
