@@ -347,25 +347,25 @@ void cDriftParameter::buildFile(cConfigurationGroup* group, int mask)
     cParameter::buildFile(group, mask);
     if (group == nullptr)
         return;
-    auto has = [mask](int bit) { return (mask & (1 << bit)) != 0; };
+    auto has = [mask](eParameterFileKey key) { return (mask & key) != 0; };
     int const decimals = getRawDecimals();
-    if (has(21))
+    if (has(kFileKeyDefaultMaximumValue))
         group->addInformation("Default Maximum Value", m_defaultMaximum, decimals);
-    if (has(22))
+    if (has(kFileKeyDefaultMinimumValue))
         group->addInformation("Default Minimum Value", m_defaultMinimum, decimals);
-    if (has(23))
+    if (has(kFileKeyStep))
         group->addInformation("Step", m_defaultStep, decimals);
-    if (has(24))
+    if (has(kFileKeyUsedMaximumValue))
         group->addInformation("Used Maximum Value", m_usedMaximum, decimals);
-    if (has(25))
+    if (has(kFileKeyUsedMinimumValue))
         group->addInformation("Used Minimum Value", m_usedMinimum, decimals);
-    if (has(26))
+    if (has(kFileKeyUsedStep))
         group->addInformation("Used Step", m_usedStep, decimals);
-    if (has(29))
+    if (has(kFileKeyBatchConfiguration))
         group->addInformation("Batch Configuration", m_batchConfiguration);
-    if (has(31))
+    if (has(kFileKeyBatchCombine))
         group->addInformation("Batch Combine", m_batchCombine);
-    if (has(7))
+    if (has(kFileKeyPath))
         group->addInformation("Path", m_path);
 }
 

@@ -740,66 +740,66 @@ void cParameter::buildFile(cConfigurationGroup* group, int mask)
     {
         return;
     }
-    auto has = [mask](int bit) { return (mask & (1 << bit)) != 0; };
+    auto has = [mask](eParameterFileKey key) { return (mask & key) != 0; };
     group->addInformation("Name", m_name);
-    if (has(18))
+    if (has(kFileKeyFloat))
     {
         group->addInformation("Float", m_isFloat);
     }
-    if (has(8))
+    if (has(kFileKeyConvertedValue))
     {
         group->addInformation("Converted Value", mpf_class(m_rawValue * getConversionFactor()), m_precision);
     }
     int rawDecimals = getRawDecimals();
-    if (has(9))
+    if (has(kFileKeyRawValue))
     {
         group->addInformation("Raw Value", m_rawValue, rawDecimals);
     }
-    if (has(0))
+    if (has(kFileKeyDescription))
     {
         group->addInformation("Description", m_description);
     }
-    if (has(1))
+    if (has(kFileKeyUnit))
     {
         group->addInformation("Unit", m_unit);
     }
-    if (has(2))
+    if (has(kFileKeyDefault))
     {
         group->addInformation("Default", m_defaultValue, rawDecimals);
     }
-    if (has(3))
+    if (has(kFileKeyConversionFactor))
     {
         group->addInformation("Conversion Factor", m_conversionFactor
                                                        ? m_conversionFactor->buildEquationString()
                                                        : std::string("1.0"));
     }
-    if (has(5))
+    if (has(kFileKeyMinimumValue))
     {
         group->addInformation("Minimum Value", m_minimumValue, rawDecimals);
     }
-    if (has(4))
+    if (has(kFileKeyMaximumValue))
     {
         group->addInformation("Maximum Value", m_maximumValue, rawDecimals);
     }
-    if (has(6))
+    if (has(kFileKeyPrecision))
     {
         group->addInformation("Precision", static_cast<int>(m_precision));
     }
-    if (has(20))
+    if (has(kFileKeyUserRights))
     {
         group->addInformation("User Rights", getUserRightsFromInt(m_necessaryUserRights));
     }
     if (m_registeredInSymbolManager)
     {
-        if (has(15))
+        if (has(kFileKeySymbolRegistered))
         {
             group->addInformation("Symbol Registered", true);
         }
-        if (has(16))
+        if (has(kFileKeyRegistrationName))
         {
             group->addInformation("Registration Name", m_registrationName);
         }
-        if (has(19))
+        if (has(kFileKeyCondition))
         {
             group->addInformation("Condition", static_cast<int>(m_condition));
         }

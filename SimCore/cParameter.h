@@ -13,6 +13,46 @@ class cConfigurationGroup;
 class cEquation;
 template <class T> struct sParameterMgrTraits;
 
+// The mask of buildFile: one bit per key of a parameter's group, each named after the key it
+// writes ("Name" is always written). Every class of the family writes the keys of its own bits
+// after those of its base; the owner of each bit is noted. The bit numbers never change: the
+// masks that stages and the calibration pass are numbers made of them.
+enum eParameterFileKey : int
+{
+    kFileKeyDescription = 1 << 0,          // cParameter
+    kFileKeyUnit = 1 << 1,                 // cParameter
+    kFileKeyDefault = 1 << 2,              // cParameter
+    kFileKeyConversionFactor = 1 << 3,     // cParameter
+    kFileKeyMaximumValue = 1 << 4,         // cParameter
+    kFileKeyMinimumValue = 1 << 5,         // cParameter
+    kFileKeyPrecision = 1 << 6,            // cParameter
+    kFileKeyPath = 1 << 7,                 // cDriftParameter, and cConfigurationParameter again
+    kFileKeyConvertedValue = 1 << 8,       // cParameter
+    kFileKeyRawValue = 1 << 9,             // cParameter
+    kFileKeyVisibleInList = 1 << 10,       // cConfigurationParameter
+    kFileKeyNeutralValue = 1 << 11,        // cLockableParameter
+    kFileKeyNoDeploymentValue = 1 << 12,   // cLockableParameter
+    kFileKeyEepromName = 1 << 13,          // cUnitEepromParameter
+    kFileKeyEepromSize = 1 << 14,          // cUnitEepromParameter
+    kFileKeySymbolRegistered = 1 << 15,    // cParameter, registered parameters only
+    kFileKeyRegistrationName = 1 << 16,    // cParameter, registered parameters only
+    kFileKeyCrashColor = 1 << 17,          // cCriterion (graph parameters)
+    kFileKeyFloat = 1 << 18,               // cParameter
+    kFileKeyCondition = 1 << 19,           // cParameter, registered parameters only
+    kFileKeyUserRights = 1 << 20,          // cParameter
+    kFileKeyDefaultMaximumValue = 1 << 21, // cDriftParameter
+    kFileKeyDefaultMinimumValue = 1 << 22, // cDriftParameter
+    kFileKeyStep = 1 << 23,                // cDriftParameter
+    kFileKeyUsedMaximumValue = 1 << 24,    // cDriftParameter
+    kFileKeyUsedMinimumValue = 1 << 25,    // cDriftParameter
+    kFileKeyUsedStep = 1 << 26,            // cDriftParameter
+    kFileKeyNoDeploymentLocked = 1 << 27,  // cLockableParameter
+    kFileKeyDefaultSamplingRate = 1 << 28, // cCriterion (graph parameters)
+    kFileKeyBatchConfiguration = 1 << 29,  // cDriftParameter
+    kFileKeyTimeAbscissa = 1 << 30,        // cCriterion
+    kFileKeyBatchCombine = 1 << 31,        // cDriftParameter
+};
+
 class cParameter
 {
     // The managers build and write their elements through it.
@@ -92,7 +132,7 @@ public:
 protected:
     // Only deleteInstance ends a parameter: holders share it by link count.
     virtual ~cParameter();
-    // Writes "Name" and the keys selected by the mask bits this class owns.
+    // Writes "Name" and the keys of the eParameterFileKey bits of mask that this class owns.
     virtual void buildFile(cConfigurationGroup* group, int mask);
     // Tells the host's main window (message 0x9E3) that a value changed, unless a computation runs.
     virtual void warnMainApp();

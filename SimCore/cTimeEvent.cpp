@@ -398,19 +398,19 @@ void cTimeEvent::buildFile(cConfigurationGroup* group, int flags)
     cGraphParameter::buildFile(group, flags);
     // "Margin Test Link", "Margin Test Path" and "Always Active" are never written: they belong to the
     // configuration that was read, and a rewritten file drops them on purpose.
-    if (flags & 0x02)
+    if (flags & kFileKeySableName)
         group->addInformation("Sable Name", m_sableName);
-    if (flags & 0x04)
+    if (flags & kFileKeyFileLink)
         group->addInformation("File Link", m_fileLink);
-    if (flags & 0x08)
+    if (flags & kFileKeyCategory)
         group->addInformation("Category", m_category);
-    if (flags & 0x10)
+    if (flags & kFileKeyAlgorithm)
         group->addInformation("Algorithm", m_algoType);
-    if (flags & 0x20)
+    if (flags & kFileKeyComputeDisplacement)
         group->addInformation("Compute Displacement", m_computeDisplacement);
-    if (flags & 0x40)
+    if (flags & kFileKeyReference)
         group->addInformation("Reference", m_reference);
-    if (flags & 0x80)
+    if (flags & kFileKeyReferenceDisplacement)
         group->addInformation("Reference Displacement", m_referenceDisplacement);
 }
 

@@ -113,6 +113,20 @@ private:
     cTimeEvent* m_timeEvent;
 };
 
+// The bits of buildFile's mask that select a time event's own keys, named after the key each writes.
+// They are bits 1 to 7, which cParameter::buildFile also reads (kFileKeyUnit to kFileKeyPath), so
+// one mask selects both sets of keys.
+enum eTimeEventFileKey : int
+{
+    kFileKeySableName = 1 << 1,
+    kFileKeyFileLink = 1 << 2,
+    kFileKeyCategory = 1 << 3,
+    kFileKeyAlgorithm = 1 << 4,
+    kFileKeyComputeDisplacement = 1 << 5,
+    kFileKeyReference = 1 << 6,
+    kFileKeyReferenceDisplacement = 1 << 7,
+};
+
 class cTimeEvent : public cGraphParameter
 {
     friend class cTimeEventMgr;
@@ -177,8 +191,7 @@ public:
     bool canBeStopped() const;
 
     cParameterValuesForOneFile* createNewValuesForOneFile(cKynFile* const file) override;
-    // Bits 0x02 "Sable Name", 0x04 "File Link", 0x08 "Category", 0x10 "Algorithm",
-    // 0x20 "Compute Displacement", 0x40 "Reference", 0x80 "Reference Displacement".
+    // cGraphParameter's keys, then those of the eTimeEventFileKey bits.
     void buildFile(cConfigurationGroup* group, int flags) override;
 
 protected:
