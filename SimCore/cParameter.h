@@ -237,7 +237,19 @@ protected:
     std::string m_ownerName;
 
 private:
+    // Reads the group's keys in the order below; a failure throws before the parameter is registered.
     void setConfiguration(cConfigurationGroup* group);
+    // "Conversion Factor" (or "Convertion Factor", else 1.0) as an equation; a factor of 0 is refused.
+    void readConversionFactor(cConfigurationGroup* group);
+    // "Maximum Value" and "Minimum Value" through the symbol manager's constants; the type's range
+    // when absent, and cMinMaxException when the minimum lies above the maximum.
+    void readLimits(cConfigurationGroup* group);
+    // "Default", an equation evaluated once; the minimum when absent.
+    void readDefaultValue(cConfigurationGroup* group);
+    // "Converted Value", "Value" or "Raw Value", else the default, set with updates and limits.
+    void readInitialValue(cConfigurationGroup* group);
+    // "Symbol Registered", "Registration Name" and "Condition"; registers the parameter when asked.
+    void registerFromConfiguration(cConfigurationGroup* group);
     // 1, 2, 4 or 8 bytes for an unsigned value up to that size, 0 beyond; the sign is not looked at.
     unsigned char getMinimumDataSizeNeeded(mpf_class const& value) const;
     // Asks at most once per edit whether a stored value outside the limits goes to the closest one.
