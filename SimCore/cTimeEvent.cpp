@@ -109,22 +109,7 @@ void cTimeEventValuesForOneFile::setTargetTimeWithDisplacement(mpf_class const& 
 void cTimeEventValuesForOneFile::addLastIterationValue()
 {
     long const value = m_iterationValue;
-
-    auto const found = m_histogram.find(value);
-    if (found != m_histogram.end())
-    {
-        ++found->second->count;
-    }
-    else
-    {
-        auto record = std::make_unique<sIterationHistogramRecord>();
-        record->count = 1;
-        if (myActiveComputationManager != nullptr)
-            myActiveComputationManager->getIterationConvertedDriftCombination(m_iterationCount,
-                                                                              record->combination);
-        m_histogram.emplace(value, record.get());
-        record.release();
-    }
+    countInHistogram(value);
 
     bool const withDisplacement = computeDisplacement();
     mpf_class algorithmMax(0);
@@ -133,60 +118,90 @@ void cTimeEventValuesForOneFile::addLastIterationValue()
 
     if (m_iterationCount == 0)
     {
-        if (withDisplacement)
-        {
-            // A no-fire has no instant: the whole travel of the vehicle stands for it.
-            m_maxDisplacement = value == -1 ? algorithmMax : m_computedDisplacement;
-            m_nomDisplacement = m_maxDisplacement;
-            m_minDisplacement = m_nomDisplacement;
-        }
-        m_minValue = value;
-        m_nomValue = value;
-        m_maxValue = value;
+        startExtremes(value, withDisplacement, algorithmMax);
     }
     else
     {
+        // The displacements compare with the extremes before this value widens them.
         if (withDisplacement)
-        {
-            if (value == -1)
-            {
-                if (m_minValue == -1 && algorithmMax > m_minDisplacement)
-                    m_minDisplacement = algorithmMax;
-                if (m_maxValue == -1 && algorithmMax > m_maxDisplacement)
-                    m_maxDisplacement = algorithmMax;
-            }
-            else
-            {
-                if (m_minValue == value)
-                {
-                    if (m_computedDisplacement > m_minDisplacement)
-                        m_minDisplacement = m_computedDisplacement;
-                }
-                else if (m_minValue > value || m_minValue == -1)
-                {
-                    m_minDisplacement = m_computedDisplacement;
-                }
-                if (m_maxValue == value)
-                {
-                    if (m_computedDisplacement > m_maxDisplacement)
-                        m_maxDisplacement = m_computedDisplacement;
-                }
-                else if (m_maxValue < value)
-                {
-                    m_maxDisplacement = m_computedDisplacement;
-                }
-            }
-        }
-        // A no-fire never displaces a real value, and a real value always displaces a no-fire.
-        if ((value != -1 && value < m_minValue) || m_minValue == -1)
-            m_minValue = value;
-        if (m_maxValue < value)
-            m_maxValue = value;
+            widenDisplacements(value, algorithmMax);
+        widenExtremes(value);
     }
 
     if (myActiveAlgorithm != nullptr && myActiveAlgorithm->isFullMarginFeatureRequested())
         m_iterationValues.add(value);
     ++m_iterationCount;
+}
+
+void cTimeEventValuesForOneFile::countInHistogram(long value)
+{
+    auto const found = m_histogram.find(value);
+    if (found != m_histogram.end())
+    {
+        ++found->second->count;
+        return;
+    }
+    auto record = std::make_unique<sIterationHistogramRecord>();
+    record->count = 1;
+    if (myActiveComputationManager != nullptr)
+        myActiveComputationManager->getIterationConvertedDriftCombination(m_iterationCount,
+                                                                          record->combination);
+    m_histogram.emplace(value, record.get());
+    record.release();
+}
+
+void cTimeEventValuesForOneFile::startExtremes(long value, bool withDisplacement,
+                                               mpf_class const& algorithmMax)
+{
+    if (withDisplacement)
+    {
+        // A no-fire has no instant: the whole travel of the vehicle stands for it.
+        m_maxDisplacement = value == -1 ? algorithmMax : m_computedDisplacement;
+        m_nomDisplacement = m_maxDisplacement;
+        m_minDisplacement = m_nomDisplacement;
+    }
+    m_minValue = value;
+    m_nomValue = value;
+    m_maxValue = value;
+}
+
+void cTimeEventValuesForOneFile::widenDisplacements(long value, mpf_class const& algorithmMax)
+{
+    if (value == -1)
+    {
+        if (m_minValue == -1 && algorithmMax > m_minDisplacement)
+            m_minDisplacement = algorithmMax;
+        if (m_maxValue == -1 && algorithmMax > m_maxDisplacement)
+            m_maxDisplacement = algorithmMax;
+        return;
+    }
+    if (m_minValue == value)
+    {
+        if (m_computedDisplacement > m_minDisplacement)
+            m_minDisplacement = m_computedDisplacement;
+    }
+    else if (m_minValue > value || m_minValue == -1)
+    {
+        m_minDisplacement = m_computedDisplacement;
+    }
+    if (m_maxValue == value)
+    {
+        if (m_computedDisplacement > m_maxDisplacement)
+            m_maxDisplacement = m_computedDisplacement;
+    }
+    else if (m_maxValue < value)
+    {
+        m_maxDisplacement = m_computedDisplacement;
+    }
+}
+
+void cTimeEventValuesForOneFile::widenExtremes(long value)
+{
+    // A no-fire never displaces a real value, and a real value always displaces a no-fire.
+    if ((value != -1 && value < m_minValue) || m_minValue == -1)
+        m_minValue = value;
+    if (m_maxValue < value)
+        m_maxValue = value;
 }
 
 void cTimeEventValuesForOneFile::reset(cStorage<cGraph const*>& graphs, cStorage<cGraph const*>&,

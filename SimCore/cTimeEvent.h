@@ -95,6 +95,15 @@ protected:
 
 private:
     void clearHistogram();
+    // The parts of addLastIterationValue, in its order. One more iteration of this value: a new
+    // value keeps the drift combination of the iteration that first gave it.
+    void countInHistogram(long value);
+    // Iteration 0: minimum, nominal and maximum all take the value (and its displacement).
+    void startExtremes(long value, bool withDisplacement, mpf_class const& algorithmMax);
+    // Later iterations: the displacements at the minimum and maximum, against the extremes so far.
+    void widenDisplacements(long value, mpf_class const& algorithmMax);
+    // Later iterations: the value widens the minimum and maximum.
+    void widenExtremes(long value);
 
     long m_iterationValue = -1;
     long m_minValue = -1;
