@@ -106,34 +106,8 @@ void cTimeEventValuesForOneFile::setTargetTimeWithDisplacement(mpf_class const& 
     }
 }
 
-void cTimeEventValuesForOneFile::addLastIterationValue()
-{
-    long const value = m_iterationValue;
-    countInHistogram(value);
-
-    bool const withDisplacement = computeDisplacement();
-    mpf_class algorithmMax(0);
-    if (withDisplacement && myActiveAlgorithm != nullptr)
-        algorithmMax = myActiveAlgorithm->getMaxDisplacement();
-
-    if (m_iterationCount == 0)
-    {
-        startExtremes(value, withDisplacement, algorithmMax);
-    }
-    else
-    {
-        // The displacements compare with the extremes before this value widens them.
-        if (withDisplacement)
-            widenDisplacements(value, algorithmMax);
-        widenExtremes(value);
-    }
-
-    if (myActiveAlgorithm != nullptr && myActiveAlgorithm->isFullMarginFeatureRequested())
-        m_iterationValues.add(value);
-    ++m_iterationCount;
-}
-
-void cTimeEventValuesForOneFile::countInHistogram(long value)
+// The parts of addLastIterationValue, defined first and inline: it runs once per iteration.
+inline void cTimeEventValuesForOneFile::countInHistogram(long value)
 {
     auto const found = m_histogram.find(value);
     if (found != m_histogram.end())
@@ -150,8 +124,8 @@ void cTimeEventValuesForOneFile::countInHistogram(long value)
     record.release();
 }
 
-void cTimeEventValuesForOneFile::startExtremes(long value, bool withDisplacement,
-                                               mpf_class const& algorithmMax)
+inline void cTimeEventValuesForOneFile::startExtremes(long value, bool withDisplacement,
+                                                      mpf_class const& algorithmMax)
 {
     if (withDisplacement)
     {
@@ -165,7 +139,7 @@ void cTimeEventValuesForOneFile::startExtremes(long value, bool withDisplacement
     m_maxValue = value;
 }
 
-void cTimeEventValuesForOneFile::widenDisplacements(long value, mpf_class const& algorithmMax)
+inline void cTimeEventValuesForOneFile::widenDisplacements(long value, mpf_class const& algorithmMax)
 {
     if (value == -1)
     {
@@ -195,13 +169,40 @@ void cTimeEventValuesForOneFile::widenDisplacements(long value, mpf_class const&
     }
 }
 
-void cTimeEventValuesForOneFile::widenExtremes(long value)
+inline void cTimeEventValuesForOneFile::widenExtremes(long value)
 {
     // A no-fire never displaces a real value, and a real value always displaces a no-fire.
     if ((value != -1 && value < m_minValue) || m_minValue == -1)
         m_minValue = value;
     if (m_maxValue < value)
         m_maxValue = value;
+}
+
+void cTimeEventValuesForOneFile::addLastIterationValue()
+{
+    long const value = m_iterationValue;
+    countInHistogram(value);
+
+    bool const withDisplacement = computeDisplacement();
+    mpf_class algorithmMax(0);
+    if (withDisplacement && myActiveAlgorithm != nullptr)
+        algorithmMax = myActiveAlgorithm->getMaxDisplacement();
+
+    if (m_iterationCount == 0)
+    {
+        startExtremes(value, withDisplacement, algorithmMax);
+    }
+    else
+    {
+        // The displacements compare with the extremes before this value widens them.
+        if (withDisplacement)
+            widenDisplacements(value, algorithmMax);
+        widenExtremes(value);
+    }
+
+    if (myActiveAlgorithm != nullptr && myActiveAlgorithm->isFullMarginFeatureRequested())
+        m_iterationValues.add(value);
+    ++m_iterationCount;
 }
 
 void cTimeEventValuesForOneFile::reset(cStorage<cGraph const*>& graphs, cStorage<cGraph const*>&,
