@@ -237,14 +237,15 @@ protected:
     std::string m_ownerName;
 
 private:
-    // Reads the group's keys in the order below; a failure throws before the parameter is registered.
+    // "Name", "Float", "Description", "Unit", then the steps below in their order ("Precision" and
+    // "User Rights" after the default); registration comes last, so a failure leaves none behind.
     void setConfiguration(cConfigurationGroup* group);
     // "Conversion Factor" (or "Convertion Factor", else 1.0) as an equation; a factor of 0 is refused.
     void readConversionFactor(cConfigurationGroup* group);
     // "Maximum Value" and "Minimum Value" through the symbol manager's constants; the type's range
     // when absent, and cMinMaxException when the minimum lies above the maximum.
     void readLimits(cConfigurationGroup* group);
-    // "Default", an equation evaluated once; the minimum when absent.
+    // "Default", an equation evaluated once; the minimum when absent or empty.
     void readDefaultValue(cConfigurationGroup* group);
     // "Converted Value", "Value" or "Raw Value", else the default, set with updates and limits.
     void readInitialValue(cConfigurationGroup* group);
