@@ -285,11 +285,11 @@ void cCriterion::buildFile(cConfigurationGroup* group, int flags)
     cGraphParameter::buildFile(group, flags);
     if (group == nullptr)
         return;
-    if ((flags & 0x20000) != 0)
+    if ((flags & kFileKeyCrashColor) != 0)
         group->addInformation("Crash Color", m_crashColor);
-    if ((flags & 0x10000000) != 0 && m_defaultSamplingRate != 0.0f)
+    if ((flags & kFileKeyDefaultSamplingRate) != 0 && m_defaultSamplingRate != 0.0f)
         group->addInformation("Default Sampling Rate", mpf_class(m_defaultSamplingRate), 12);
-    if ((flags & 0x40000000) != 0 && myActiveAlgorithm != nullptr)
+    if ((flags & kFileKeyTimeAbscissa) != 0 && myActiveAlgorithm != nullptr)
     {
         // "Time Abscissa" is a setting of the algorithm's own file, copied into the criterion's group.
         cCfgInputFile* const file = myActiveAlgorithm->getConfigurationFile();

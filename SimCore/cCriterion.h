@@ -147,7 +147,7 @@ public:
     bool setCriterionSelection(std::string const& graphPath, bool selected);
 
     cParameterValuesForOneFile* createNewValuesForOneFile(cKynFile* const file) override;
-    // Bits 0x20000 "Crash Color", 0x10000000 "Default Sampling Rate", 0x40000000 "Time Abscissa";
+    // The keys of kFileKeyCrashColor, kFileKeyDefaultSamplingRate and kFileKeyTimeAbscissa;
     // the hot points always ("Abscissa", "Ordinate"; their condition is not written back).
     void buildFile(cConfigurationGroup* group, int flags) override;
 

@@ -149,7 +149,8 @@ void cDriftManager::manageDriftsSequence(unsigned int driftIndex)
     {
         if (isStopAsked())
             break;
-        parameter->setRawValue(parameter->getDrift()->computeSpecificPointRawValue(i), true, true);
+        parameter->setRawValue(parameter->getDrift()->computeSpecificPointRawValue(i), /*update=*/true,
+                               /*applyLimits=*/true);
         parameter->setProcessed(false);
         if (driftIndex + 1 < getAppliedDriftsNumber())
             manageDriftsSequence(driftIndex + 1);
@@ -193,7 +194,8 @@ void cDriftManager::manageSameDriftIteratorSequence()
             cDrift const* const drift = parameter->getDrift();
             if (drift == nullptr)
                 continue;
-            parameter->setRawValue(drift->computeSpecificPointRawValue(i), true, true);
+            parameter->setRawValue(drift->computeSpecificPointRawValue(i), /*update=*/true,
+                                   /*applyLimits=*/true);
             parameter->setProcessed(false);
         }
         performIteration();

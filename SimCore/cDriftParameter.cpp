@@ -347,25 +347,25 @@ void cDriftParameter::buildFile(cConfigurationGroup* group, int mask)
     cParameter::buildFile(group, mask);
     if (group == nullptr)
         return;
-    auto has = [mask](int bit) { return (mask & (1 << bit)) != 0; };
+    auto has = [mask](eParameterFileKey key) { return (mask & key) != 0; };
     int const decimals = getRawDecimals();
-    if (has(21))
+    if (has(kFileKeyDefaultMaximumValue))
         group->addInformation("Default Maximum Value", m_defaultMaximum, decimals);
-    if (has(22))
+    if (has(kFileKeyDefaultMinimumValue))
         group->addInformation("Default Minimum Value", m_defaultMinimum, decimals);
-    if (has(23))
+    if (has(kFileKeyStep))
         group->addInformation("Step", m_defaultStep, decimals);
-    if (has(24))
+    if (has(kFileKeyUsedMaximumValue))
         group->addInformation("Used Maximum Value", m_usedMaximum, decimals);
-    if (has(25))
+    if (has(kFileKeyUsedMinimumValue))
         group->addInformation("Used Minimum Value", m_usedMinimum, decimals);
-    if (has(26))
+    if (has(kFileKeyUsedStep))
         group->addInformation("Used Step", m_usedStep, decimals);
-    if (has(29))
+    if (has(kFileKeyBatchConfiguration))
         group->addInformation("Batch Configuration", m_batchConfiguration);
-    if (has(31))
+    if (has(kFileKeyBatchCombine))
         group->addInformation("Batch Combine", m_batchCombine);
-    if (has(7))
+    if (has(kFileKeyPath))
         group->addInformation("Path", m_path);
 }
 
@@ -413,7 +413,7 @@ void cDriftParameter::setRawDrift(mpf_class nominal, mpf_class maximum, mpf_clas
         m_usedMaximum = maximum;
         m_usedMinimum = minimum;
         m_usedStep = step;
-        setRawValue(nominal, true, true);
+        setRawValue(nominal, /*update=*/true, /*applyLimits=*/true);
         // Clearing the old drift writes the default value over the nominal just set: hosts have
         // always followed a replaced drift with resetNominalValue.
         if (m_drift != nullptr)
@@ -434,7 +434,7 @@ void cDriftParameter::setRawDrift(mpf_class nominal, mpf_class maximum, mpf_clas
 
 void cDriftParameter::clearDrift()
 {
-    setRawValue(m_defaultValue, true, true);
+    setRawValue(m_defaultValue, /*update=*/true, /*applyLimits=*/true);
     if (m_drift != nullptr)
     {
         delete m_drift;
@@ -455,7 +455,7 @@ void cDriftParameter::resetDrift()
 void cDriftParameter::resetNominalValue()
 {
     if (m_drift != nullptr)
-        setRawValue(m_drift->m_rawNominal, true, true);
+        setRawValue(m_drift->m_rawNominal, /*update=*/true, /*applyLimits=*/true);
 }
 
 mpf_class cDriftParameter::getDefaultStepValue() const
@@ -564,7 +564,8 @@ bool cDriftParameterMgr::restoreDriftState(unsigned int iteration)
         // A drift cleared since the last reset has no point to give.
         if (drift == nullptr)
             continue;
-        p->setRawValue(drift->pointAt((iteration / m_strides[k]) % drift->m_pointNumber), true, true);
+        p->setRawValue(drift->pointAt((iteration / m_strides[k]) % drift->m_pointNumber), /*update=*/true,
+                       /*applyLimits=*/true);
     }
     return true;
 }

@@ -162,7 +162,8 @@ protected:
     // Clears the drift, which writes the default value and tells the host.
     ~cDriftParameter() override;
 
-    // cParameter's keys, then those of mask bits 21 to 26, 29, 31 and 7.
+    // cParameter's keys, then those of its own eParameterFileKey bits: the default and used ranges,
+    // the two batch flags and "Path".
     void buildFile(cConfigurationGroup* group, int mask) override;
 
 private:

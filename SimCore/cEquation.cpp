@@ -167,27 +167,48 @@ cEquation* cEquation::createEquation(std::string text)
         return nullptr;
 
     std::size_t const open = s.find_first_of("(),");
-    std::unique_ptr<cEquation> node;
     if (open == std::string::npos || open == 0)
-    {
-        // A leaf. Brackets for grouping do not exist, so "(1)" ends here as an unknown name.
-        mpf_class value;
-        if (symbols->getVariableValue(s, value))
-            node = std::make_unique<cEquation>(eqVariable, s);
-        else if (symbols->getConstantValue(s, value, false))
-            node = std::make_unique<cEquation>(eqConstant, s);
-        else
-            throwSyntax(__LINE__, s, "\"" + s + "\": unknown variable or constant name.\n");
-        if (node->getType() == eqInvalid)
-            throwSyntax(__LINE__, s, "Unable to build equation.\n");
-        node->simplifyConstants();
-        return node.release();
-    }
+        return createLeaf(*symbols, s);
     if (s[open] != '(')
         throwSyntax(__LINE__, s, "'(' expected.\n");
 
+    std::unique_ptr<cEquation> node = createOperatorNode(*symbols, s, open);
+    std::size_t const close = s.rfind(')');
+    if (close == std::string::npos)
+        throwSyntax(__LINE__, s, "\")\" expected.\n");
+    node->addOperands(s, s.substr(open + 1, close - open - 1));
+
+    std::string const rest = trimBlanks(s.substr(close + 1));
+    if (!rest.empty())
+        throwSyntax(__LINE__, s, "Unexpected data in the equation: " + rest + ".\n");
+
+    node->simplifyConstants();
+    return node.release();
+}
+
+cEquation* cEquation::createLeaf(cSymbolManager& symbols, std::string const& s)
+{
+    // Brackets for grouping do not exist, so "(1)" ends here as an unknown name.
+    std::unique_ptr<cEquation> node;
+    mpf_class value;
+    if (symbols.getVariableValue(s, value))
+        node = std::make_unique<cEquation>(eqVariable, s);
+    else if (symbols.getConstantValue(s, value, false))
+        node = std::make_unique<cEquation>(eqConstant, s);
+    else
+        throwSyntax(__LINE__, s, "\"" + s + "\": unknown variable or constant name.\n");
+    if (node->getType() == eqInvalid)
+        throwSyntax(__LINE__, s, "Unable to build equation.\n");
+    node->simplifyConstants();
+    return node.release();
+}
+
+std::unique_ptr<cEquation> cEquation::createOperatorNode(cSymbolManager& symbols, std::string const& s,
+                                                         std::size_t open)
+{
+    std::unique_ptr<cEquation> node;
     std::string const name = trimBlanks(s.substr(0, open));
-    if (symbols->getFunctionPtr(name) != nullptr)
+    if (symbols.getFunctionPtr(name) != nullptr)
         node = std::make_unique<cEquation>(eqFunction, name);
     else if (name == "=")
         node = std::make_unique<cEquation>(eqAssign, name);
@@ -197,12 +218,11 @@ cEquation* cEquation::createEquation(std::string text)
         throwSyntax(__LINE__, s, "\"" + name + "\" unknown operator.\n");
     if (node->getType() == eqInvalid)
         throwSyntax(__LINE__, s, "Unable to build equation.\n");
+    return node;
+}
 
-    std::size_t const close = s.rfind(')');
-    if (close == std::string::npos)
-        throwSyntax(__LINE__, s, "\")\" expected.\n");
-    std::string const content = s.substr(open + 1, close - open - 1);
-
+void cEquation::addOperands(std::string const& s, std::string const& content)
+{
     int depth = 0;
     std::size_t start = 0;
     std::size_t position = 0;
@@ -221,7 +241,7 @@ cEquation* cEquation::createEquation(std::string text)
             }
             else
             {
-                node->m_operands.add(operand.get());
+                m_operands.add(operand.get());
                 operand.release();
             }
             break;
@@ -243,7 +263,7 @@ cEquation* cEquation::createEquation(std::string text)
                 std::unique_ptr<cEquation> operand(createEquation(content.substr(start, delimiter - start)));
                 if (operand == nullptr)
                     throwSyntax(__LINE__, s, "Operand expected before \",\".\n");
-                node->m_operands.add(operand.get());
+                m_operands.add(operand.get());
                 operand.release();
                 start = position;
             }
@@ -252,13 +272,6 @@ cEquation* cEquation::createEquation(std::string text)
             throwSyntax(__LINE__, s, "Unknown keyword.\n");
         }
     }
-
-    std::string const rest = trimBlanks(s.substr(close + 1));
-    if (!rest.empty())
-        throwSyntax(__LINE__, s, "Unexpected data in the equation: " + rest + ".\n");
-
-    node->simplifyConstants();
-    return node.release();
 }
 
 cEquation* cEquation::cloneEquation(cEquation const* source)

@@ -7,10 +7,13 @@
 #include "BaseKit/cStorage.h"
 #include "CalcKit/MathematicalFunctions.h"
 
+#include <cstddef>
 #include <gmpxx.h>
+#include <memory>
 #include <string>
 
 class cParameter;
+class cSymbolManager;
 
 // What an equation can use as an operand: an equation node, or a drift parameter.
 class cParameterEquation
@@ -84,6 +87,15 @@ private:
         cParameter* variable;
         double constant;
     };
+
+    // The parts of createEquation. A leaf: a variable or constant name, folded when constant.
+    static cEquation* createLeaf(cSymbolManager& symbols, std::string const& s);
+    // The node of "name(...)" with s[open] the '(': a function of the symbol manager, "=" or "IF".
+    static std::unique_ptr<cEquation> createOperatorNode(cSymbolManager& symbols, std::string const& s,
+                                                         std::size_t open);
+    // Parses the comma-separated operands of content (the text between the outer brackets of s)
+    // and appends them in order; errors name the whole equation s.
+    void addOperands(std::string const& s, std::string const& content);
 
     static cStorage<cEquation*>& variableEquations();
     void leaveVariableList();

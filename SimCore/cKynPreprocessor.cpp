@@ -310,7 +310,7 @@ void cKynPreprocessor::UpdateParametersFromPreprocessor()
         parameter->setMinimumValue(value);
         parameter->setUsedMaximumValue(parameter->getConvertedMaximumValue());
         parameter->setUsedMinimumValue(parameter->getConvertedMinimumValue());
-        parameter->setRawValue(value, true, true);
+        parameter->setRawValue(value, /*update=*/true, /*applyLimits=*/true);
     }
 }
 

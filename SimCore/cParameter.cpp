@@ -19,6 +19,8 @@
 namespace
 {
 char const* const kSource = "SimCore/cParameter";
+// The function that reading a parameter's group reports, whichever of its steps fails.
+char const* const kSetConfigurationFunction = "cParameter::setConfiguration";
 
 // Window message that tells the host a parameter value changed.
 constexpr uint32_t kParameterChangedMessage = 0x9E3;
@@ -583,10 +585,10 @@ std::string cParameter::getAlgoFromPath() const
 
 void cParameter::setConfiguration(cConfigurationGroup* group)
 {
-    char const* const function = "cParameter::setConfiguration";
     if (group == nullptr)
     {
-        throw cNULLPointer(kSource, function, __LINE__, "No configuration group for a parameter");
+        throw cNULLPointer(kSource, kSetConfigurationFunction, __LINE__,
+                           "No configuration group for a parameter");
     }
     group->findItem("", "Name", m_name, true);
     group->findItem("", "Float", m_isFloat, false);
@@ -594,6 +596,26 @@ void cParameter::setConfiguration(cConfigurationGroup* group)
     group->findItem("", "Description", m_description, false);
     group->findItem("", "Unit", m_unit, false);
 
+    readConversionFactor(group);
+    readLimits(group);
+    readDefaultValue(group);
+
+    group->findItem("", "Precision", m_precision, false);
+    std::string rights;
+    if (group->findItem("", "User Rights", rights, false) != 0)
+    {
+        m_necessaryUserRights = getUserRightsFromString(rights);
+    }
+
+    readInitialValue(group);
+    // Registration comes last, once nothing else can fail, so that a parameter
+    // whose construction fails is never left behind in the symbol manager.
+    registerFromConfiguration(group);
+}
+
+void cParameter::readConversionFactor(cConfigurationGroup* group)
+{
+    char const* const function = kSetConfigurationFunction;
     // The conversion factor, under its name or the older spelling.
     std::string factorText = "1.0";
     if (group->findItem("", "Conversion Factor", factorText, false) == 0)
@@ -633,7 +655,11 @@ void cParameter::setConfiguration(cConfigurationGroup* group)
         throw cInvalidConversionFactorException(kSource, function, __LINE__, factor,
                                                 "Line: " + std::to_string(line) + "\n");
     }
+}
 
+void cParameter::readLimits(cConfigurationGroup* group)
+{
+    char const* const function = kSetConfigurationFunction;
     // Limits may be numbers, named constants or constant expressions.
     m_maximumValue = m_isFloat ? kLargestValue : 2147483647.0;
     m_minimumValue = m_isFloat ? -kLargestValue : -2147483648.0;
@@ -653,7 +679,10 @@ void cParameter::setConfiguration(cConfigurationGroup* group)
         throw cMinMaxException(kSource, function, __LINE__, m_name, m_minimumValue, m_maximumValue,
                                "Error at line number: " + std::to_string(line) + "\n");
     }
+}
 
+void cParameter::readDefaultValue(cConfigurationGroup* group)
+{
     // The default is an equation evaluated once, in raw units.
     m_defaultValue = m_minimumValue;
     std::string defaultText;
@@ -665,29 +694,27 @@ void cParameter::setConfiguration(cConfigurationGroup* group)
             m_defaultValue = defaultEquation->evaluate();
         }
     }
+}
 
-    group->findItem("", "Precision", m_precision, false);
-    std::string rights;
-    if (group->findItem("", "User Rights", rights, false) != 0)
-    {
-        m_necessaryUserRights = getUserRightsFromString(rights);
-    }
-
+void cParameter::readInitialValue(cConfigurationGroup* group)
+{
     // The value, converted or raw, then rounded, clamped and announced.
     mpf_class value;
     if (group->findItem("", "Converted Value", value, false) != 0 ||
         group->findItem("", "Value", value, false) != 0)
     {
-        value = rawFromConverted(value, function, __LINE__);
+        value = rawFromConverted(value, kSetConfigurationFunction, __LINE__);
     }
     else if (group->findItem("", "Raw Value", value, false) == 0)
     {
         value = m_defaultValue;
     }
-    setRawValue(value, true, true);
+    setRawValue(value, /*update=*/true, /*applyLimits=*/true);
+}
 
-    // Registration comes last, once nothing else can fail, so that a parameter
-    // whose construction fails is never left behind in the symbol manager.
+void cParameter::registerFromConfiguration(cConfigurationGroup* group)
+{
+    char const* const function = kSetConfigurationFunction;
     bool registered = false;
     std::string registrationName;
     extractRegistrationConfiguration(group, registered, registrationName);
@@ -740,66 +767,66 @@ void cParameter::buildFile(cConfigurationGroup* group, int mask)
     {
         return;
     }
-    auto has = [mask](int bit) { return (mask & (1 << bit)) != 0; };
+    auto has = [mask](eParameterFileKey key) { return (mask & key) != 0; };
     group->addInformation("Name", m_name);
-    if (has(18))
+    if (has(kFileKeyFloat))
     {
         group->addInformation("Float", m_isFloat);
     }
-    if (has(8))
+    if (has(kFileKeyConvertedValue))
     {
         group->addInformation("Converted Value", mpf_class(m_rawValue * getConversionFactor()), m_precision);
     }
     int rawDecimals = getRawDecimals();
-    if (has(9))
+    if (has(kFileKeyRawValue))
     {
         group->addInformation("Raw Value", m_rawValue, rawDecimals);
     }
-    if (has(0))
+    if (has(kFileKeyDescription))
     {
         group->addInformation("Description", m_description);
     }
-    if (has(1))
+    if (has(kFileKeyUnit))
     {
         group->addInformation("Unit", m_unit);
     }
-    if (has(2))
+    if (has(kFileKeyDefault))
     {
         group->addInformation("Default", m_defaultValue, rawDecimals);
     }
-    if (has(3))
+    if (has(kFileKeyConversionFactor))
     {
         group->addInformation("Conversion Factor", m_conversionFactor
                                                        ? m_conversionFactor->buildEquationString()
                                                        : std::string("1.0"));
     }
-    if (has(5))
+    if (has(kFileKeyMinimumValue))
     {
         group->addInformation("Minimum Value", m_minimumValue, rawDecimals);
     }
-    if (has(4))
+    if (has(kFileKeyMaximumValue))
     {
         group->addInformation("Maximum Value", m_maximumValue, rawDecimals);
     }
-    if (has(6))
+    if (has(kFileKeyPrecision))
     {
         group->addInformation("Precision", static_cast<int>(m_precision));
     }
-    if (has(20))
+    if (has(kFileKeyUserRights))
     {
         group->addInformation("User Rights", getUserRightsFromInt(m_necessaryUserRights));
     }
     if (m_registeredInSymbolManager)
     {
-        if (has(15))
+        if (has(kFileKeySymbolRegistered))
         {
             group->addInformation("Symbol Registered", true);
         }
-        if (has(16))
+        if (has(kFileKeyRegistrationName))
         {
             group->addInformation("Registration Name", m_registrationName);
         }
-        if (has(19))
+        if (has(kFileKeyCondition))
         {
             group->addInformation("Condition", static_cast<int>(m_condition));
         }

@@ -13,6 +13,46 @@ class cConfigurationGroup;
 class cEquation;
 template <class T> struct sParameterMgrTraits;
 
+// The mask of buildFile: one bit per key of a parameter's group, each named after the key it
+// writes ("Name" is always written). Every class of the family writes the keys of its own bits
+// after those of its base; the owner of each bit is noted. The bit numbers never change: the
+// masks that stages and the calibration pass are numbers made of them.
+enum eParameterFileKey : int
+{
+    kFileKeyDescription = 1 << 0,          // cParameter
+    kFileKeyUnit = 1 << 1,                 // cParameter
+    kFileKeyDefault = 1 << 2,              // cParameter
+    kFileKeyConversionFactor = 1 << 3,     // cParameter
+    kFileKeyMaximumValue = 1 << 4,         // cParameter
+    kFileKeyMinimumValue = 1 << 5,         // cParameter
+    kFileKeyPrecision = 1 << 6,            // cParameter
+    kFileKeyPath = 1 << 7,                 // cDriftParameter, and cConfigurationParameter again
+    kFileKeyConvertedValue = 1 << 8,       // cParameter
+    kFileKeyRawValue = 1 << 9,             // cParameter
+    kFileKeyVisibleInList = 1 << 10,       // cConfigurationParameter
+    kFileKeyNeutralValue = 1 << 11,        // cLockableParameter
+    kFileKeyNoDeploymentValue = 1 << 12,   // cLockableParameter
+    kFileKeyEepromName = 1 << 13,          // cUnitEepromParameter
+    kFileKeyEepromSize = 1 << 14,          // cUnitEepromParameter
+    kFileKeySymbolRegistered = 1 << 15,    // cParameter, registered parameters only
+    kFileKeyRegistrationName = 1 << 16,    // cParameter, registered parameters only
+    kFileKeyCrashColor = 1 << 17,          // cCriterion (graph parameters)
+    kFileKeyFloat = 1 << 18,               // cParameter
+    kFileKeyCondition = 1 << 19,           // cParameter, registered parameters only
+    kFileKeyUserRights = 1 << 20,          // cParameter
+    kFileKeyDefaultMaximumValue = 1 << 21, // cDriftParameter
+    kFileKeyDefaultMinimumValue = 1 << 22, // cDriftParameter
+    kFileKeyStep = 1 << 23,                // cDriftParameter
+    kFileKeyUsedMaximumValue = 1 << 24,    // cDriftParameter
+    kFileKeyUsedMinimumValue = 1 << 25,    // cDriftParameter
+    kFileKeyUsedStep = 1 << 26,            // cDriftParameter
+    kFileKeyNoDeploymentLocked = 1 << 27,  // cLockableParameter
+    kFileKeyDefaultSamplingRate = 1 << 28, // cCriterion (graph parameters)
+    kFileKeyBatchConfiguration = 1 << 29,  // cDriftParameter
+    kFileKeyTimeAbscissa = 1 << 30,        // cCriterion
+    kFileKeyBatchCombine = 1 << 31,        // cDriftParameter
+};
+
 class cParameter
 {
     // The managers build and write their elements through it.
@@ -31,6 +71,29 @@ public:
     // A detached working copy with its own copy of the conversion factor; path, registration,
     // owner name, user rights and links are not taken over.
     explicit cParameter(cParameter* source);
+
+    // The flags of the value getters and setters below, the same in every overload and override:
+    //  update       After the value is stored, also run the equation groups linked with the
+    //               parameter (updateSymbolsLinkedWith of the active symbol manager, with the
+    //               parameter's condition); only a parameter registered with a non-zero condition
+    //               has any, and with none active this throws cNULLPointer. False leaves the linked
+    //               parameters as they are. Either way, a value that changed is announced to the
+    //               host's main window (warnMainApp).
+    //  applyLimits  Clamp the value into [minimum, maximum]: the maximum is applied first, so with
+    //               the minimum above the maximum the minimum is stored. Setting the stored value
+    //               again while it lies outside the limits asks the engineer once whether it goes to
+    //               the closest limit (answer no keeps it). False stores the value as given, still
+    //               rounded for a whole-number parameter.
+    //  isHex        Text in hexadecimal, upper case: the value rounded half away from zero, written
+    //               in a width of 1, 2, 4 or 8 bytes (the raw value by its range and the sign of its
+    //               minimum, limits and default by the range alone), two's complement below zero.
+    //               A setter reads such a text, with or without "0x", unsigned when the minimum is
+    //               not negative; the stored value's own text (shortest width, no prefix) while it
+    //               lies outside the limits first asks for the closest limit, and a no returns false
+    //               at once. False: decimal text.
+    //  noDecimals   Decimal text without decimals, rounded; otherwise with the decimals the
+    //               conversion factor shifts plus the precision. Ignored in hexadecimal.
+    // A setter returns true when the stored raw value changed.
 
     // Virtual operations, in the order of their slots.
     virtual void getRawValue(bool& value) const;
@@ -69,7 +132,7 @@ public:
 protected:
     // Only deleteInstance ends a parameter: holders share it by link count.
     virtual ~cParameter();
-    // Writes "Name" and the keys selected by the mask bits this class owns.
+    // Writes "Name" and the keys of the eParameterFileKey bits of mask that this class owns.
     virtual void buildFile(cConfigurationGroup* group, int mask);
     // Tells the host's main window (message 0x9E3) that a value changed, unless a computation runs.
     virtual void warnMainApp();
@@ -174,7 +237,20 @@ protected:
     std::string m_ownerName;
 
 private:
+    // "Name", "Float", "Description", "Unit", then the steps below in their order ("Precision" and
+    // "User Rights" after the default); registration comes last, so a failure leaves none behind.
     void setConfiguration(cConfigurationGroup* group);
+    // "Conversion Factor" (or "Convertion Factor", else 1.0) as an equation; a factor of 0 is refused.
+    void readConversionFactor(cConfigurationGroup* group);
+    // "Maximum Value" and "Minimum Value" through the symbol manager's constants; the type's range
+    // when absent, and cMinMaxException when the minimum lies above the maximum.
+    void readLimits(cConfigurationGroup* group);
+    // "Default", an equation evaluated once; the minimum when absent or empty.
+    void readDefaultValue(cConfigurationGroup* group);
+    // "Converted Value", "Value" or "Raw Value", else the default, set with updates and limits.
+    void readInitialValue(cConfigurationGroup* group);
+    // "Symbol Registered", "Registration Name" and "Condition"; registers the parameter when asked.
+    void registerFromConfiguration(cConfigurationGroup* group);
     // 1, 2, 4 or 8 bytes for an unsigned value up to that size, 0 beyond; the sign is not looked at.
     unsigned char getMinimumDataSizeNeeded(mpf_class const& value) const;
     // Asks at most once per edit whether a stored value outside the limits goes to the closest one.

@@ -525,5 +525,5 @@ void cSymbolManager::setVariableValue(cParameter* p, mpf_class v)
 {
     if (p == nullptr)
         return;
-    p->setConvertedValue(v, false, true);
+    p->setConvertedValue(v, /*update=*/false, /*applyLimits=*/true);
 }

@@ -119,9 +119,9 @@ void cTestGraphHotPoint::setAbscissa(float x)
     if (m_abscissa == nullptr)
         return;
     if (getTimeAbscissa() || !isLsb())
-        m_abscissa->setConvertedValue(mpf_class(double(x)), true, true);
+        m_abscissa->setConvertedValue(mpf_class(double(x)), /*update=*/true, /*applyLimits=*/true);
     else
-        m_abscissa->setRawValue(mpf_class(double(x)), true, true);
+        m_abscissa->setRawValue(mpf_class(double(x)), /*update=*/true, /*applyLimits=*/true);
 }
 
 void cTestGraphHotPoint::setOrdinate(float y)
@@ -129,9 +129,9 @@ void cTestGraphHotPoint::setOrdinate(float y)
     if (m_ordinate == nullptr)
         return;
     if (isLsb())
-        m_ordinate->setRawValue(mpf_class(double(y)), true, true);
+        m_ordinate->setRawValue(mpf_class(double(y)), /*update=*/true, /*applyLimits=*/true);
     else
-        m_ordinate->setConvertedValue(mpf_class(double(y)), true, true);
+        m_ordinate->setConvertedValue(mpf_class(double(y)), /*update=*/true, /*applyLimits=*/true);
 }
 
 std::string cTestGraphHotPoint::getAbscissaName() const

@@ -115,13 +115,7 @@ void cTestGraphSerie::computeResults(cKynFile const* file, bool shortcut, bool c
     cTestMgr const* const test = testOf(m_graph);
     if (!m_computedOnce)
     {
-        // A test that keeps the earlier runs' curves gets this run's curves as a new envelope.
-        if (test != nullptr && test->checkForMaintainData(file))
-        {
-            beginNewEnvelope();
-            if (getSerieType() == eSerieYX)
-                addNewTimeSerie();
-        }
+        beginRun(test, file);
         m_computedOnce = true;
     }
     applyColor(file, crashColor);
@@ -130,118 +124,148 @@ void cTestGraphSerie::computeResults(cKynFile const* file, bool shortcut, bool c
     if (m_graph == nullptr || m_ordinate == nullptr)
         return;
     cSignalStorage<float> const& values = m_ordinate->getIterationValueList();
-    unsigned int const n = values.size();
-    if (n < 2)
+    if (values.size() < 2)
         return;
     m_isAThreshold = false;
 
     bool const lsb = test != nullptr && test->getLSB();
     double const yf = lsb ? 1.0 : m_ordinate->getConversionFactor().get_d();
-    double xf = 1.0;
-
-    if (m_referenceTimeEvent == nullptr && test != nullptr && test->getEntryAdjusted())
-        m_referenceTimeEvent = m_graph->getParameter().referenceTimeEvent;
     long refTicks = 0;
     float refMs = 0.0f;
-    if (m_referenceTimeEvent != nullptr)
-    {
-        cTimeEventValuesForOneFile const* const reference =
-            m_referenceTimeEvent->getActiveTimeEventValuesForOneFile();
-        refTicks = reference != nullptr ? reference->getIterationValue() : -1;
-        // Without an entry time the curve has no origin: nothing is drawn for this iteration.
-        if (refTicks == -1)
-            return;
-        refMs = 1000.0f / float(m_referenceTimeEvent->getPrecisionFrequency()) * float(refTicks);
-    }
+    if (!findEntryTime(test, refTicks, refMs))
+        return;
 
     sCurveScratch& scratch = curveScratch();
     EComputeMode const mode = m_graph->getComputeMode();
-
     if (getSerieType() == eSerieYX)
     {
-        cCriterion const* const abscissaCriterion = m_graph->getParameter().abscissaCriterion;
-        // The abscissa's own series (kept off the graph) would be a curve against itself.
-        if (abscissaCriterion == nullptr || abscissaCriterion == m_ordinate->getCriterion())
-            return;
-        cCriterionValuesForOneFile const* const abscissa =
-            abscissaCriterion->getActiveCriterionValuesForOneFile();
-        if (abscissa == nullptr)
-            return;
-        cSignalStorage<float> const& a = abscissa->getIterationValueList();
-        unsigned int const m = a.size();
-        if (!lsb)
-            xf = abscissa->getConversionFactor().get_d();
-
-        float const rateX = abscissa->getSamplingRate();
-        long const t0X = abscissa->getT0();
-        float const rateY = m_ordinate->getSamplingRate();
-        long const t0Y = m_ordinate->getT0();
-        auto tX = [&](unsigned int k) { return sampleTime(k, rateX, t0X, refMs); };
-        auto tY = [&](unsigned int k) { return sampleTime(k, rateY, t0Y, refMs); };
-
-        unsigned int i = 1;
-        unsigned int j = 1;
-        if (refTicks != 0)
-        {
-            while (i < m && tX(i) < 0.0f)
-                ++i;
-            while (j < n && tY(j) < 0.0f)
-                ++j;
-        }
-        if (j >= n || i >= m)
-            return;
-
-        // Start both walks at the later of the two signals' starts.
-        float const sx = float(t0X) / 1000.0f - refMs - 1000.0f / rateX;
-        float const sy = float(t0Y) / 1000.0f - refMs - 1000.0f / rateY;
-        if (sy > tX(i))
-        {
-            while (i < m && tX(i) < sy)
-                ++i;
-        }
-        else if (sx > tY(j))
-        {
-            while (j < n && tY(j) < sx)
-                ++j;
-        }
-
-        while (j < n && i < m)
-        {
-            float const tx = tX(i);
-            float const ty = tY(j);
-            if (tx == ty)
-            {
-                scratch.times.add(tx);
-                scratch.xs.add(scaled(a[i], xf));
-                scratch.ys.add(scaled(values[j], yf));
-                ++i;
-                ++j;
-            }
-            else if (ty > tx)
-            {
-                float const py = tY(j - 1);
-                float const yi = values[j - 1] + (values[j] - values[j - 1]) * (tx - py) / (ty - py);
-                scratch.times.add(tx);
-                scratch.xs.add(scaled(a[i], xf));
-                scratch.ys.add(scaled(yi, yf));
-                ++i;
-            }
-            else
-            {
-                // Not the mirror of the branch above: the numerator is ty - tx. Stored results and
-                // reference studies were produced this way and must keep agreeing.
-                float const px = tX(i - 1);
-                float const xi = a[i - 1] + (a[i] - a[i - 1]) * (ty - tx) / (tx - px);
-                scratch.times.add(ty);
-                scratch.xs.add(scaled(xi, xf));
-                scratch.ys.add(scaled(values[j], yf));
-                ++j;
-            }
-        }
-        AddDataYX(scratch.xs, scratch.ys, scratch.times, mode);
+        if (pairWithAbscissa(values, lsb, yf, refTicks, refMs, scratch.times, scratch.xs, scratch.ys))
+            AddDataYX(scratch.xs, scratch.ys, scratch.times, mode);
         return;
     }
+    sampleOverTime(values, yf, refTicks, refMs, scratch.times, scratch.ys);
+    AddDataYT(scratch.times, scratch.ys, mode);
+}
 
+void cTestGraphSerie::beginRun(cTestMgr const* test, cKynFile const* file)
+{
+    // A test that keeps the earlier runs' curves gets this run's curves as a new envelope.
+    if (test != nullptr && test->checkForMaintainData(file))
+    {
+        beginNewEnvelope();
+        if (getSerieType() == eSerieYX)
+            addNewTimeSerie();
+    }
+}
+
+bool cTestGraphSerie::findEntryTime(cTestMgr const* test, long& refTicks, float& refMs)
+{
+    if (m_referenceTimeEvent == nullptr && test != nullptr && test->getEntryAdjusted())
+        m_referenceTimeEvent = m_graph->getParameter().referenceTimeEvent;
+    if (m_referenceTimeEvent == nullptr)
+        return true;
+    cTimeEventValuesForOneFile const* const reference =
+        m_referenceTimeEvent->getActiveTimeEventValuesForOneFile();
+    refTicks = reference != nullptr ? reference->getIterationValue() : -1;
+    // Without an entry time the curve has no origin: nothing is drawn for this iteration.
+    if (refTicks == -1)
+        return false;
+    refMs = 1000.0f / float(m_referenceTimeEvent->getPrecisionFrequency()) * float(refTicks);
+    return true;
+}
+
+bool cTestGraphSerie::pairWithAbscissa(cSignalStorage<float> const& values, bool lsb, double yf,
+                                       long refTicks, float refMs, cStorage<float>& times,
+                                       cStorage<float>& xs, cStorage<float>& ys) const
+{
+    unsigned int const n = values.size();
+    double xf = 1.0;
+    cCriterion const* const abscissaCriterion = m_graph->getParameter().abscissaCriterion;
+    // The abscissa's own series (kept off the graph) would be a curve against itself.
+    if (abscissaCriterion == nullptr || abscissaCriterion == m_ordinate->getCriterion())
+        return false;
+    cCriterionValuesForOneFile const* const abscissa =
+        abscissaCriterion->getActiveCriterionValuesForOneFile();
+    if (abscissa == nullptr)
+        return false;
+    cSignalStorage<float> const& a = abscissa->getIterationValueList();
+    unsigned int const m = a.size();
+    if (!lsb)
+        xf = abscissa->getConversionFactor().get_d();
+
+    float const rateX = abscissa->getSamplingRate();
+    long const t0X = abscissa->getT0();
+    float const rateY = m_ordinate->getSamplingRate();
+    long const t0Y = m_ordinate->getT0();
+    auto tX = [&](unsigned int k) { return sampleTime(k, rateX, t0X, refMs); };
+    auto tY = [&](unsigned int k) { return sampleTime(k, rateY, t0Y, refMs); };
+
+    unsigned int i = 1;
+    unsigned int j = 1;
+    if (refTicks != 0)
+    {
+        while (i < m && tX(i) < 0.0f)
+            ++i;
+        while (j < n && tY(j) < 0.0f)
+            ++j;
+    }
+    if (j >= n || i >= m)
+        return false;
+
+    // Start both walks at the later of the two signals' starts.
+    float const sx = float(t0X) / 1000.0f - refMs - 1000.0f / rateX;
+    float const sy = float(t0Y) / 1000.0f - refMs - 1000.0f / rateY;
+    if (sy > tX(i))
+    {
+        while (i < m && tX(i) < sy)
+            ++i;
+    }
+    else if (sx > tY(j))
+    {
+        while (j < n && tY(j) < sx)
+            ++j;
+    }
+
+    while (j < n && i < m)
+    {
+        float const tx = tX(i);
+        float const ty = tY(j);
+        if (tx == ty)
+        {
+            times.add(tx);
+            xs.add(scaled(a[i], xf));
+            ys.add(scaled(values[j], yf));
+            ++i;
+            ++j;
+        }
+        else if (ty > tx)
+        {
+            float const py = tY(j - 1);
+            float const yi = values[j - 1] + (values[j] - values[j - 1]) * (tx - py) / (ty - py);
+            times.add(tx);
+            xs.add(scaled(a[i], xf));
+            ys.add(scaled(yi, yf));
+            ++i;
+        }
+        else
+        {
+            // Not the mirror of the branch above: the numerator is ty - tx. Stored results and
+            // reference studies were produced this way and must keep agreeing.
+            float const px = tX(i - 1);
+            float const xi = a[i - 1] + (a[i] - a[i - 1]) * (ty - tx) / (tx - px);
+            times.add(ty);
+            xs.add(scaled(xi, xf));
+            ys.add(scaled(values[j], yf));
+            ++j;
+        }
+    }
+    return true;
+}
+
+void cTestGraphSerie::sampleOverTime(cSignalStorage<float> const& values, double yf, long refTicks,
+                                     float refMs, cStorage<float>& times, cStorage<float>& ys) const
+{
+    unsigned int const n = values.size();
     float const rate = m_ordinate->getSamplingRate();
     long const t0 = m_ordinate->getT0();
     bool drawSamples = true;
@@ -258,10 +282,10 @@ void cTestGraphSerie::computeResults(cKynFile const* file, bool shortcut, bool c
             if (d / std::max(endMagnitude, refMagnitude) > FLT_EPSILON)
             {
                 float const y = scaled(values[1], yf);
-                scratch.times.add(0.0f);
-                scratch.ys.add(y);
-                scratch.times.add(d);
-                scratch.ys.add(y);
+                times.add(0.0f);
+                ys.add(y);
+                times.add(d);
+                ys.add(y);
             }
         }
     }
@@ -273,12 +297,11 @@ void cTestGraphSerie::computeResults(cKynFile const* file, bool shortcut, bool c
             float const t = float(k) * 1000.0f / rate + float(t0) / 1000.0f - refMs;
             if (t >= 0.0f || refTicks == 0)
             {
-                scratch.times.add(t);
-                scratch.ys.add(scaled(values[k + 1], yf));
+                times.add(t);
+                ys.add(scaled(values[k + 1], yf));
             }
         }
     }
-    AddDataYT(scratch.times, scratch.ys, mode);
 }
 
 void cTestGraphSerie::addSpecificPoints(cStorage<float> const& xs, cStorage<float> const& ys)

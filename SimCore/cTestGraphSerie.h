@@ -12,6 +12,7 @@
 class cCriterionValuesForOneFile;
 class cGraph;
 class cKynFile;
+class cTestMgr;
 class cTimeEvent;
 
 class cTestGraphSerie : public cEnvelopeGraphSerie
@@ -72,6 +73,21 @@ public:
 private:
     // Whether the graph's test keeps the results of this series' crash file.
     bool isMaintained() const;
+    // The parts of computeResults, in its order. The first call of a run: a test that keeps the
+    // earlier runs' curves starts a new envelope.
+    void beginRun(cTestMgr const* test, cKynFile const* file);
+    // The entry time of the graph's reference time event in ticks and in ms (0 without one); false
+    // when the reference event has no value in this iteration.
+    bool findEntryTime(cTestMgr const* test, long& refTicks, float& refMs);
+    // Against the graph's abscissa criterion: the two curves paired by time, each point at the
+    // earlier of the two next sample times with the other curve interpolated there. False when
+    // there is nothing to pair.
+    bool pairWithAbscissa(cSignalStorage<float> const& values, bool lsb, double yf, long refTicks,
+                          float refMs, cStorage<float>& times, cStorage<float>& xs,
+                          cStorage<float>& ys) const;
+    // Over time: the samples from the entry time on, or a constant criterion's two points.
+    void sampleOverTime(cSignalStorage<float> const& values, double yf, long refTicks, float refMs,
+                        cStorage<float>& times, cStorage<float>& ys) const;
     void applyColor(cKynFile const* file, bool crashColor);
 
     cGraph* m_graph = nullptr;

@@ -106,25 +106,82 @@ void cTimeEventValuesForOneFile::setTargetTimeWithDisplacement(mpf_class const& 
     }
 }
 
-void cTimeEventValuesForOneFile::addLastIterationValue()
+// The parts of addLastIterationValue, defined first and inline: it runs once per iteration.
+inline void cTimeEventValuesForOneFile::countInHistogram(long value)
 {
-    long const value = m_iterationValue;
-
     auto const found = m_histogram.find(value);
     if (found != m_histogram.end())
     {
         ++found->second->count;
+        return;
     }
-    else
+    auto record = std::make_unique<sIterationHistogramRecord>();
+    record->count = 1;
+    if (myActiveComputationManager != nullptr)
+        myActiveComputationManager->getIterationConvertedDriftCombination(m_iterationCount,
+                                                                          record->combination);
+    m_histogram.emplace(value, record.get());
+    record.release();
+}
+
+inline void cTimeEventValuesForOneFile::startExtremes(long value, bool withDisplacement,
+                                                      mpf_class const& algorithmMax)
+{
+    if (withDisplacement)
     {
-        auto record = std::make_unique<sIterationHistogramRecord>();
-        record->count = 1;
-        if (myActiveComputationManager != nullptr)
-            myActiveComputationManager->getIterationConvertedDriftCombination(m_iterationCount,
-                                                                              record->combination);
-        m_histogram.emplace(value, record.get());
-        record.release();
+        // A no-fire has no instant: the whole travel of the vehicle stands for it.
+        m_maxDisplacement = value == -1 ? algorithmMax : m_computedDisplacement;
+        m_nomDisplacement = m_maxDisplacement;
+        m_minDisplacement = m_nomDisplacement;
     }
+    m_minValue = value;
+    m_nomValue = value;
+    m_maxValue = value;
+}
+
+inline void cTimeEventValuesForOneFile::widenDisplacements(long value, mpf_class const& algorithmMax)
+{
+    if (value == -1)
+    {
+        if (m_minValue == -1 && algorithmMax > m_minDisplacement)
+            m_minDisplacement = algorithmMax;
+        if (m_maxValue == -1 && algorithmMax > m_maxDisplacement)
+            m_maxDisplacement = algorithmMax;
+        return;
+    }
+    if (m_minValue == value)
+    {
+        if (m_computedDisplacement > m_minDisplacement)
+            m_minDisplacement = m_computedDisplacement;
+    }
+    else if (m_minValue > value || m_minValue == -1)
+    {
+        m_minDisplacement = m_computedDisplacement;
+    }
+    if (m_maxValue == value)
+    {
+        if (m_computedDisplacement > m_maxDisplacement)
+            m_maxDisplacement = m_computedDisplacement;
+    }
+    else if (m_maxValue < value)
+    {
+        m_maxDisplacement = m_computedDisplacement;
+    }
+}
+
+inline void cTimeEventValuesForOneFile::widenExtremes(long value)
+{
+    // A no-fire never displaces a real value, and a real value always displaces a no-fire.
+    if ((value != -1 && value < m_minValue) || m_minValue == -1)
+        m_minValue = value;
+    if (m_maxValue < value)
+        m_maxValue = value;
+}
+
+void cTimeEventValuesForOneFile::addLastIterationValue()
+{
+    long const value = m_iterationValue;
+    countInHistogram(value);
 
     bool const withDisplacement = computeDisplacement();
     mpf_class algorithmMax(0);
@@ -133,55 +190,14 @@ void cTimeEventValuesForOneFile::addLastIterationValue()
 
     if (m_iterationCount == 0)
     {
-        if (withDisplacement)
-        {
-            // A no-fire has no instant: the whole travel of the vehicle stands for it.
-            m_maxDisplacement = value == -1 ? algorithmMax : m_computedDisplacement;
-            m_nomDisplacement = m_maxDisplacement;
-            m_minDisplacement = m_nomDisplacement;
-        }
-        m_minValue = value;
-        m_nomValue = value;
-        m_maxValue = value;
+        startExtremes(value, withDisplacement, algorithmMax);
     }
     else
     {
+        // The displacements compare with the extremes before this value widens them.
         if (withDisplacement)
-        {
-            if (value == -1)
-            {
-                if (m_minValue == -1 && algorithmMax > m_minDisplacement)
-                    m_minDisplacement = algorithmMax;
-                if (m_maxValue == -1 && algorithmMax > m_maxDisplacement)
-                    m_maxDisplacement = algorithmMax;
-            }
-            else
-            {
-                if (m_minValue == value)
-                {
-                    if (m_computedDisplacement > m_minDisplacement)
-                        m_minDisplacement = m_computedDisplacement;
-                }
-                else if (m_minValue > value || m_minValue == -1)
-                {
-                    m_minDisplacement = m_computedDisplacement;
-                }
-                if (m_maxValue == value)
-                {
-                    if (m_computedDisplacement > m_maxDisplacement)
-                        m_maxDisplacement = m_computedDisplacement;
-                }
-                else if (m_maxValue < value)
-                {
-                    m_maxDisplacement = m_computedDisplacement;
-                }
-            }
-        }
-        // A no-fire never displaces a real value, and a real value always displaces a no-fire.
-        if ((value != -1 && value < m_minValue) || m_minValue == -1)
-            m_minValue = value;
-        if (m_maxValue < value)
-            m_maxValue = value;
+            widenDisplacements(value, algorithmMax);
+        widenExtremes(value);
     }
 
     if (myActiveAlgorithm != nullptr && myActiveAlgorithm->isFullMarginFeatureRequested())
@@ -398,19 +414,19 @@ void cTimeEvent::buildFile(cConfigurationGroup* group, int flags)
     cGraphParameter::buildFile(group, flags);
     // "Margin Test Link", "Margin Test Path" and "Always Active" are never written: they belong to the
     // configuration that was read, and a rewritten file drops them on purpose.
-    if (flags & 0x02)
+    if (flags & kFileKeySableName)
         group->addInformation("Sable Name", m_sableName);
-    if (flags & 0x04)
+    if (flags & kFileKeyFileLink)
         group->addInformation("File Link", m_fileLink);
-    if (flags & 0x08)
+    if (flags & kFileKeyCategory)
         group->addInformation("Category", m_category);
-    if (flags & 0x10)
+    if (flags & kFileKeyAlgorithm)
         group->addInformation("Algorithm", m_algoType);
-    if (flags & 0x20)
+    if (flags & kFileKeyComputeDisplacement)
         group->addInformation("Compute Displacement", m_computeDisplacement);
-    if (flags & 0x40)
+    if (flags & kFileKeyReference)
         group->addInformation("Reference", m_reference);
-    if (flags & 0x80)
+    if (flags & kFileKeyReferenceDisplacement)
         group->addInformation("Reference Displacement", m_referenceDisplacement);
 }
 

@@ -95,6 +95,15 @@ protected:
 
 private:
     void clearHistogram();
+    // The parts of addLastIterationValue, in its order. One more iteration of this value: a new
+    // value keeps the drift combination of the iteration that first gave it.
+    void countInHistogram(long value);
+    // Iteration 0: minimum, nominal and maximum all take the value (and its displacement).
+    void startExtremes(long value, bool withDisplacement, mpf_class const& algorithmMax);
+    // Later iterations: the displacements at the minimum and maximum, against the extremes so far.
+    void widenDisplacements(long value, mpf_class const& algorithmMax);
+    // Later iterations: the value widens the minimum and maximum.
+    void widenExtremes(long value);
 
     long m_iterationValue = -1;
     long m_minValue = -1;
@@ -111,6 +120,20 @@ private:
     cStorage<long> m_iterationValues{20};
     unsigned int m_iterationCount = 0;
     cTimeEvent* m_timeEvent;
+};
+
+// The bits of buildFile's mask that select a time event's own keys, named after the key each writes.
+// They are bits 1 to 7, which cParameter::buildFile also reads (kFileKeyUnit to kFileKeyPath), so
+// one mask selects both sets of keys.
+enum eTimeEventFileKey : int
+{
+    kFileKeySableName = 1 << 1,
+    kFileKeyFileLink = 1 << 2,
+    kFileKeyCategory = 1 << 3,
+    kFileKeyAlgorithm = 1 << 4,
+    kFileKeyComputeDisplacement = 1 << 5,
+    kFileKeyReference = 1 << 6,
+    kFileKeyReferenceDisplacement = 1 << 7,
 };
 
 class cTimeEvent : public cGraphParameter
@@ -177,8 +200,7 @@ public:
     bool canBeStopped() const;
 
     cParameterValuesForOneFile* createNewValuesForOneFile(cKynFile* const file) override;
-    // Bits 0x02 "Sable Name", 0x04 "File Link", 0x08 "Category", 0x10 "Algorithm",
-    // 0x20 "Compute Displacement", 0x40 "Reference", 0x80 "Reference Displacement".
+    // cGraphParameter's keys, then those of the eTimeEventFileKey bits.
     void buildFile(cConfigurationGroup* group, int flags) override;
 
 protected:
