@@ -347,7 +347,7 @@ void cDriftParameter::buildFile(cConfigurationGroup* group, int mask)
     cParameter::buildFile(group, mask);
     if (group == nullptr)
         return;
-    auto has = [mask](eParameterFileKey key) { return (mask & key) != 0; };
+    auto has = [mask](EParameterFileKey key) { return (mask & key) != 0; };
     int const decimals = getRawDecimals();
     if (has(kFileKeyDefaultMaximumValue))
         group->addInformation("Default Maximum Value", m_defaultMaximum, decimals);

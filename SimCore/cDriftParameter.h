@@ -162,7 +162,7 @@ protected:
     // Clears the drift, which writes the default value and tells the host.
     ~cDriftParameter() override;
 
-    // cParameter's keys, then those of its own eParameterFileKey bits: the default and used ranges,
+    // cParameter's keys, then those of its own EParameterFileKey bits: the default and used ranges,
     // the two batch flags and "Path".
     void buildFile(cConfigurationGroup* group, int mask) override;
 

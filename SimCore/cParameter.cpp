@@ -767,7 +767,7 @@ void cParameter::buildFile(cConfigurationGroup* group, int mask)
     {
         return;
     }
-    auto has = [mask](eParameterFileKey key) { return (mask & key) != 0; };
+    auto has = [mask](EParameterFileKey key) { return (mask & key) != 0; };
     group->addInformation("Name", m_name);
     if (has(kFileKeyFloat))
     {

@@ -17,7 +17,7 @@ template <class T> struct sParameterMgrTraits;
 // writes ("Name" is always written). Every class of the family writes the keys of its own bits
 // after those of its base; the owner of each bit is noted. The bit numbers never change: the
 // masks that stages and the calibration pass are numbers made of them.
-enum eParameterFileKey : int
+enum EParameterFileKey : int
 {
     kFileKeyDescription = 1 << 0,          // cParameter
     kFileKeyUnit = 1 << 1,                 // cParameter
@@ -132,7 +132,7 @@ public:
 protected:
     // Only deleteInstance ends a parameter: holders share it by link count.
     virtual ~cParameter();
-    // Writes "Name" and the keys of the eParameterFileKey bits of mask that this class owns.
+    // Writes "Name" and the keys of the EParameterFileKey bits of mask that this class owns.
     virtual void buildFile(cConfigurationGroup* group, int mask);
     // Tells the host's main window (message 0x9E3) that a value changed, unless a computation runs.
     virtual void warnMainApp();

@@ -125,7 +125,7 @@ private:
 // The bits of buildFile's mask that select a time event's own keys, named after the key each writes.
 // They are bits 1 to 7, which cParameter::buildFile also reads (kFileKeyUnit to kFileKeyPath), so
 // one mask selects both sets of keys.
-enum eTimeEventFileKey : int
+enum ETimeEventFileKey : int
 {
     kFileKeySableName = 1 << 1,
     kFileKeyFileLink = 1 << 2,
@@ -200,7 +200,7 @@ public:
     bool canBeStopped() const;
 
     cParameterValuesForOneFile* createNewValuesForOneFile(cKynFile* const file) override;
-    // cGraphParameter's keys, then those of the eTimeEventFileKey bits.
+    // cGraphParameter's keys, then those of the ETimeEventFileKey bits.
     void buildFile(cConfigurationGroup* group, int flags) override;
 
 protected:

@@ -72,7 +72,7 @@ void setRawValue(benchmark::State& state, char const* factor)
     for (auto _ : state)
     {
         // Alternating values, so that every call stores a change and takes the full path.
-        bool changed = set.measured().setRawValue(values[i++ & 1], false, true);
+        bool changed = set.measured().setRawValue(values[i++ & 1], /*update=*/false, /*applyLimits=*/true);
         benchmark::DoNotOptimize(changed);
     }
 }
