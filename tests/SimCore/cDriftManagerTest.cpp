@@ -1,6 +1,6 @@
 #include "SimCore/cDriftManager.h"
 
-#include "tests/support/cResultWorld.h"
+#include "tests/support/cSimCoreFixture.h"
 #include "tests/support/cTestStage.h"
 
 #include <gtest/gtest.h>
@@ -39,12 +39,11 @@ struct cStoppingParameter : cDriftParameter
     unsigned int sets = 0;
 };
 
-struct cDriftManagerTest : ::testing::Test
+struct cDriftManagerTest : cResultsFixture
 {
-    sResultWorld world;
     cTestStage stage;
 
-    void SetUp() override
+    cDriftManagerTest()
     {
         stage.loadParameters("Parameter {\nName = A\n}\nParameter {\nName = B\nDefault = 1\n}\n"
                              "Parameter {\nName = C\n}\n");
@@ -128,7 +127,7 @@ TEST_F(cDriftManagerTest, StopFlagEndsNestedLevelsAtTheirNextPointButNotTheStepp
     stage.onStep = [&]
     {
         if (stage.stepsCount == 4)
-            world.computations.askForStop();
+            computations.askForStop();
     };
     runTest();
     EXPECT_EQ((tVisits{{10, 0, 0}, {10, 0, 5}, {10, 0, 10}, {10, 5, 0}}), stage.visited);
@@ -151,7 +150,7 @@ TEST_F(cDriftManagerTest, StopFlagEndsNestedLevelsAtTheirNextPointButNotTheStepp
     static_cast<cStoppingParameter*>(ordered.parameter("S"))->sets = 0;
     ordered.manageSameDriftIteratorSequence();
     EXPECT_EQ((tVisits{{0, 10}, {5, 10}}), ordered.visited);
-    myActiveComputationManager = &world.computations;
+    myActiveComputationManager = &computations;
 }
 
 TEST_F(cDriftManagerTest, MessagesReachTheirHandlersTracedAndAreAlwaysDeleted)
@@ -209,7 +208,7 @@ TEST_F(cDriftManagerTest, IterationLifeMarksParametersAndReachesCriteriaAndTimeE
     stage.loadTimeEvents("Time Event {\nName = T\n}\n");
     cCriterion* const criterion = stage.criterion("K");
     cTimeEvent* const event = stage.cTimeEventMgr::getParameter("T");
-    cKynFile* const file = myActiveFile = world.addCrash("/data/crash_01.csh");
+    cKynFile* const file = myActiveFile = addCrash("/data/crash_01.csh");
     EXPECT_FALSE(stage.isProcessed()) << "parameters start unprocessed";
     stage.endOfIteration();
     EXPECT_TRUE(stage.isProcessed());

@@ -3,6 +3,7 @@
 #include "SimCore/cParameter.h"
 #include "SimCore/cSymbolManager.h"
 #include "StoreKit/cConfigurationGroup.h"
+#include "tests/support/cParameterHelpers.h"
 #include "tests/support/cSimCoreFixture.h"
 #include "tests/support/cTestHelpers.h"
 
@@ -29,12 +30,6 @@ protected:
                                          {"Symbol Registered", "1"}})
             group.addInformation(key, value);
         return new cParameter(&group, "");
-    }
-    static double converted(cParameter const* p)
-    {
-        mpf_class value;
-        p->getConvertedValue(value);
-        return value.get_d();
     }
     static double valueOf(std::string const& text)
     {
@@ -150,7 +145,7 @@ TEST_F(cEquationTest, VariableOperandKeepsItsNodeAndFollowsTheParameter)
     EXPECT_EQ(x, twice->getOperand(1)->getVariable());
     // Read in converted units: raw 4 times factor 0.5.
     EXPECT_EQ(4.0, twice->evaluate().get_d());
-    x->setRawValue(mpf_class(10), false, true);
+    setLimited(x, mpf_class(10));
     EXPECT_EQ(10.0, twice->evaluate().get_d());
     EXPECT_TRUE(twice->containsVariable("x"));
     EXPECT_FALSE(twice->containsVariable("X"));
@@ -167,15 +162,15 @@ TEST_F(cEquationTest, AssignmentSetsEveryTargetInConvertedUnitsWithLimits)
     mpf_class raw;
     a->getRawValue(raw);
     EXPECT_EQ((std::vector<double>{5, 5, 10}),
-              (std::vector<double>{converted(a), converted(b), raw.get_d()}));
+              (std::vector<double>{convertedOf(a), convertedOf(b), raw.get_d()}));
     // The raw maximum of 100 is 50 in converted units.
     valueOf("=(a, 80)");
-    EXPECT_EQ(50.0, converted(a));
+    EXPECT_EQ(50.0, convertedOf(a));
 
     // Targets before the bad one stay assigned.
     tEquationPtr badTarget(cEquation::createEquation("=(a, 2, b, 7)"));
     EXPECT_EQ("=|Left operands of \"=\" must be variables", operandErrorOf(*badTarget));
-    EXPECT_EQ((std::vector<double>{7, 5}), (std::vector<double>{converted(a), converted(b)}));
+    EXPECT_EQ((std::vector<double>{7, 5}), (std::vector<double>{convertedOf(a), convertedOf(b)}));
     tEquationPtr lonely(cEquation::createEquation("=(a)"));
     EXPECT_EQ("=|\"=\" operator needs at least two operands", operandErrorOf(*lonely));
 }
@@ -187,10 +182,10 @@ TEST_F(cEquationTest, ConditionRunsOnlyTheChosenBranchAndNeedsThreeOperands)
     cParameter* b = addVariable("b", "1.0", "0");
     tEquationPtr choice(cEquation::createEquation("IF(flag, =(a, 1), =(b, 1))"));
     EXPECT_EQ(1.0, choice->evaluate().get_d());
-    EXPECT_EQ((std::vector<double>{0, 1}), (std::vector<double>{converted(a), converted(b)}));
-    flag->setRawValue(mpf_class(-0.5), false, true);
+    EXPECT_EQ((std::vector<double>{0, 1}), (std::vector<double>{convertedOf(a), convertedOf(b)}));
+    setLimited(flag, mpf_class(-0.5));
     choice->evaluate();
-    EXPECT_EQ(1.0, converted(a));
+    EXPECT_EQ(1.0, convertedOf(a));
     // It builds, and fails only when evaluated.
     tEquationPtr shortCondition(cEquation::createEquation("IF(flag, 1)"));
     EXPECT_EQ("IF|\"IF\" operator needs three operands", operandErrorOf(*shortCondition));

@@ -2,12 +2,11 @@
 
 #include "BaseKit/cKynException.h"
 #include "StoreKit/cCfgInputFile.h"
+#include "tests/support/cKitFixture.h"
+#include "tests/support/cParameterHelpers.h"
 #include "tests/support/cTestHelpers.h"
 
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 namespace
 {
@@ -18,31 +17,12 @@ public:
     using cFileConfigured::setConfiguration;
 };
 
-class cFileConfiguredTest : public ::testing::Test
-{
-protected:
-    void SetUp() override
-    {
-        std::string pattern =
-            (std::filesystem::temp_directory_path() / "cFileConfiguredTest-XXXXXX").string();
-        ASSERT_NE(nullptr, ::mkdtemp(pattern.data()));
-        m_dir = pattern + "/";
-    }
-    void TearDown() override { std::filesystem::remove_all(m_dir); }
-
-    std::string writeFile(std::string const& name, std::string const& content)
-    {
-        std::ofstream(m_dir + name) << content;
-        return m_dir + name;
-    }
-
-    std::string m_dir;
-};
+using cFileConfiguredTest = cKitFixture;
 } // namespace
 
 TEST_F(cFileConfiguredTest, OpeningReadsTheFileAndAnEmptyPathLeavesNone)
 {
-    std::string const path = writeFile("unit.cfg", "Name = Front\nChannels {\n    Count = 2\n}\n");
+    std::string const path = writeFile(tempPath("unit.cfg"), "Name = Front\nChannels {\n    Count = 2\n}\n");
     cConfiguredObject object;
     object.setConfiguration(path);
     cCfgInputFile* file = object.getConfigurationFile();
@@ -60,15 +40,15 @@ TEST_F(cFileConfiguredTest, OpeningReadsTheFileAndAnEmptyPathLeavesNone)
 TEST_F(cFileConfiguredTest, FailedOpeningNamesTheFileAndKeepsNoFile)
 {
     cConfiguredObject object;
-    object.setConfiguration(writeFile("good.cfg", "Name = Good\n"));
-    std::string const missing = m_dir + "missing.cfg";
+    object.setConfiguration(writeFile(tempPath("good.cfg"), "Name = Good\n"));
+    std::string const missing = tempPath("missing.cfg");
     EXPECT_EQ("cFstreamOpenException|cCfgInputFile::open|Unable to open file: " + missing +
                   "\nFile: " + missing,
               failureOf([&] { object.setConfiguration(missing); }));
     // The earlier file went before the new one was tried.
     EXPECT_EQ(nullptr, object.getConfigurationFile());
 
-    std::string const broken = writeFile("broken.cfg", "Group {\nName = x\n");
+    std::string const broken = writeFile(tempPath("broken.cfg"), "Group {\nName = x\n");
     std::string const text = failureOf([&] { object.setConfiguration(broken); });
     EXPECT_EQ("\nFile: " + broken, text.substr(text.size() - broken.size() - 7));
     EXPECT_EQ(nullptr, object.getConfigurationFile());
