@@ -150,7 +150,7 @@ TEST_F(cDriftManagerTest, StopFlagEndsNestedLevelsAtTheirNextPointButNotTheStepp
     static_cast<cStoppingParameter*>(ordered.parameter("S"))->sets = 0;
     ordered.manageSameDriftIteratorSequence();
     EXPECT_EQ((tVisits{{0, 10}, {5, 10}}), ordered.visited);
-    myActiveComputationManager = &computations;
+    myActiveComputationManager = &computations; // the fixture's stage clears its drifts through it
 }
 
 TEST_F(cDriftManagerTest, MessagesReachTheirHandlersTracedAndAreAlwaysDeleted)

@@ -20,11 +20,7 @@ protected:
     cEquationGroupTest()
     {
         for (std::string const name : {"a", "b", "c", "d"})
-        {
-            cConfigurationGroup group =
-                readGroup("Name = " + name + "\nFloat = 1\nRaw Value = 0\nSymbol Registered = 1\n");
-            new cParameter(&group, "");
-        }
+            newVariable(name, "Raw Value = 0\n");
     }
     // "a b c d " as whole numbers.
     std::string values()

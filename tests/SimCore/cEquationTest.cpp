@@ -1,8 +1,6 @@
 #include "SimCore/cEquation.h"
 
 #include "SimCore/cParameter.h"
-#include "SimCore/cSymbolManager.h"
-#include "StoreKit/cConfigurationGroup.h"
 #include "tests/support/cParameterHelpers.h"
 #include "tests/support/cSimCoreFixture.h"
 #include "tests/support/cTestHelpers.h"
@@ -17,19 +15,11 @@ using tEquationPtr = std::unique_ptr<cEquation>;
 class cEquationTest : public cSimCoreFixture
 {
 protected:
-    // A float parameter registered under name, raw limits -100 and 100; the manager holds its link.
+    // A float variable of raw limits -100 and 100.
     static cParameter* addVariable(std::string const& name, std::string const& factor, std::string const& raw)
     {
-        cConfigurationGroup group("Parameter");
-        for (auto const& [key, value] : {std::pair<char const*, std::string>{"Name", name},
-                                         {"Float", "1"},
-                                         {"Conversion Factor", factor},
-                                         {"Raw Value", raw},
-                                         {"Minimum Value", "-100"},
-                                         {"Maximum Value", "100"},
-                                         {"Symbol Registered", "1"}})
-            group.addInformation(key, value);
-        return new cParameter(&group, "");
+        return newVariable(name, "Conversion Factor = " + factor + "\nRaw Value = " + raw +
+                                     "\nMinimum Value = -100\nMaximum Value = 100\n");
     }
     static double valueOf(std::string const& text)
     {

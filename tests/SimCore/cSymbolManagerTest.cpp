@@ -19,14 +19,8 @@ protected:
     // A float parameter with factor 2, raw maximum 10 and raw value 1.
     static cParameter* makeParameter(std::string const& name, bool registered)
     {
-        cConfigurationGroup group("Parameter");
-        group.addInformation("Name", name);
-        group.addInformation("Float", true);
-        group.addInformation("Conversion Factor", "2");
-        group.addInformation("Maximum Value", "10");
-        group.addInformation("Raw Value", "1");
-        group.addInformation("Symbol Registered", registered);
-        return new cParameter(&group, "");
+        return newVariable(name, std::string("Conversion Factor = 2\nMaximum Value = 10\nRaw Value = 1\n") +
+                                     (registered ? "" : "Symbol Registered = 0\n"));
     }
     double constantOf(std::string const& text, bool allowExpression)
     {

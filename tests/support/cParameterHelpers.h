@@ -18,6 +18,15 @@ inline cConfigurationGroup readGroup(std::string const& text, std::string const&
     return group;
 }
 
+// A float parameter registered in the active symbol manager, which holds its link; keys add to or
+// override the first ones read.
+inline cParameter* newVariable(std::string const& name, std::string const& keys = "")
+{
+    cConfigurationGroup group =
+        readGroup("Name = " + name + "\n" + keys + "Float = 1\nSymbol Registered = 1\n");
+    return new cParameter(&group, "");
+}
+
 // "key=value" of every item of the group, in order.
 inline std::vector<std::string> itemsOf(cConfigurationGroup const& group)
 {
