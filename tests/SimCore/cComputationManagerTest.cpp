@@ -45,8 +45,7 @@ TEST_F(cComputationManagerTest, IterationsSplitIntoDriftPointsWithTheLastDriftFa
 
     cStorage<cDriftParameter*> drifted(10);
     manager.getDriftedParametersList(drifted);
-    EXPECT_EQ((std::vector<cDriftParameter*>{v[0], u[0]}),
-              std::vector<cDriftParameter*>(drifted.data(), drifted.data() + drifted.size()));
+    EXPECT_EQ((std::vector<cDriftParameter*>{v[0], u[0]}), toVector(drifted));
 
     cStorage<mpfClass*> values(5);
     std::vector<std::vector<double>> combinations;

@@ -1,5 +1,6 @@
 #include "SimCore/cDriftManager.h"
 
+#include "tests/support/cCountedMessage.h"
 #include "tests/support/cSimCoreFixture.h"
 #include "tests/support/cTestStage.h"
 
@@ -10,14 +11,6 @@
 namespace
 {
 typedef std::vector<std::vector<double>> tVisits;
-
-// Counts its destructions: the receiving stage owns every message.
-struct cCountedMessage : cMessage
-{
-    explicit cCountedMessage(int& deleted) : m_deleted(deleted) {}
-    ~cCountedMessage() override { ++m_deleted; }
-    int& m_deleted;
-};
 
 // Reaches a stage through a post, as the pipeline does.
 struct cPoster : cTestStage
@@ -159,20 +152,20 @@ TEST_F(cDriftManagerTest, MessagesReachTheirHandlersTracedAndAreAlwaysDeleted)
     poster.loadParameters("Parameter {\nName = C\n}\n");
     poster.parameter("C")->setRawDrift(0, 5, 0, 5, 0);
     poster.prepareForTest();
-    int deleted = 0;
+    int const before = cCountedMessage::s_destroyed; // the receiving stage owns every message
     cRecordingTraceSink trace(4);
-    EXPECT_FALSE(poster.ProcessMessage(QUIT_MSG, new cCountedMessage(deleted)));
-    cPoster::postPreparedMessage(&poster, RESET_MSG, new cCountedMessage(deleted));
+    EXPECT_FALSE(poster.ProcessMessage(QUIT_MSG, new cCountedMessage));
+    cPoster::postPreparedMessage(&poster, RESET_MSG, new cCountedMessage);
     EXPECT_EQ(0u, poster.getIterationNbr());
     cPoster::postPreparedMessage(&poster, FILE_CHANGED_MSG, nullptr);
     EXPECT_TRUE(poster.isFileChanged());
-    cPoster::postPreparedMessage(&poster, RUN_TEST_MSG, new cCountedMessage(deleted));
+    cPoster::postPreparedMessage(&poster, RUN_TEST_MSG, new cCountedMessage);
     EXPECT_EQ((tVisits{{0}, {5}}), poster.visited);
     for (unsigned int id : {START_TEST_MSG, END_OF_TEST_MSG, RUN_TEST_MSG + 1})
     {
         try
         {
-            poster.ProcessMessage(id, new cCountedMessage(deleted));
+            poster.ProcessMessage(id, new cCountedMessage);
             ADD_FAILURE() << "accepted message " << id;
         }
         catch (cUnknownMessageError const& e)
@@ -180,7 +173,7 @@ TEST_F(cDriftManagerTest, MessagesReachTheirHandlersTracedAndAreAlwaysDeleted)
             EXPECT_EQ("SimCore/cDriftManager, cDriftManager::ProcessMessage, line 198", e.getLocation());
         }
     }
-    EXPECT_EQ(6, deleted);
+    EXPECT_EQ(before + 6, cCountedMessage::s_destroyed);
     EXPECT_EQ(
         (std::vector<std::string>{"Stage thread/cDriftManager::ProcessMessage: received QUIT_MSG(65536) ",
                                   "Posting to cKynThread: Stage, msgId=65537, bespokeQueue=F",
@@ -197,9 +190,8 @@ TEST_F(cDriftManagerTest, MessagesReachTheirHandlersTracedAndAreAlwaysDeleted)
         trace.texts());
 
     poster.onStep = [] { throw cGenericException("test", "onStep", 1, "step failed"); };
-    EXPECT_THROW(cPoster::postPreparedMessage(&poster, RUN_TEST_MSG, new cCountedMessage(deleted)),
-                 cGenericException);
-    EXPECT_EQ(7, deleted) << "a handler that fails still gives the message up";
+    EXPECT_THROW(cPoster::postPreparedMessage(&poster, RUN_TEST_MSG, new cCountedMessage), cGenericException);
+    EXPECT_EQ(before + 7, cCountedMessage::s_destroyed) << "a handler that fails still gives the message up";
 }
 
 TEST_F(cDriftManagerTest, IterationLifeMarksParametersAndReachesCriteriaAndTimeEvents)

@@ -12,11 +12,6 @@ namespace
 using tElements = std::vector<cDriftParameter*>;
 using tValues = std::vector<double>;
 using cDriftParameterMgrTest = cSimCoreFixture;
-
-tElements all(cStorage<cDriftParameter*> const& found)
-{
-    return tElements(found.data(), found.data() + found.size());
-}
 } // namespace
 
 TEST_F(cDriftParameterMgrTest, StridesWalkEveryCombinationLastDriftFastestUntilTheDriftsAreReset)
@@ -67,7 +62,7 @@ TEST_F(cDriftParameterMgrTest, CurrentModifiedAndSameIterationQueriesAndProcesse
     p[2]->setRawValue(mpf_class(-1e-13), /*update=*/false, /*applyLimits=*/true);
     cStorage<cDriftParameter*> found;
     drifts.getModifiedDriftParams(found);
-    EXPECT_EQ((tElements{p[1], p[2]}), all(found));
+    EXPECT_EQ((tElements{p[1], p[2]}), toVector(found));
 
     p[1]->setRawDrift(10, 15, 5, 5, 0); // 3 points
     p[3]->setRawDrift(0, 10, 0, 5, 0);  // 3 points
@@ -79,7 +74,7 @@ TEST_F(cDriftParameterMgrTest, CurrentModifiedAndSameIterationQueriesAndProcesse
     found.clear();
     found.add(p[0]);
     drifts.getCurrentDrifts(found); // appends
-    EXPECT_EQ((tElements{p[0], p[1], p[2], p[3]}), all(found));
+    EXPECT_EQ((tElements{p[0], p[1], p[2], p[3]}), toVector(found));
 
     // The processed marks: cleared on a file change, set at the end of an iteration.
     drifts.endOfIteration();

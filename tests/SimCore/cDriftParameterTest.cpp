@@ -80,10 +80,6 @@ protected:
     }
 };
 
-template <class T> std::vector<T> all(cStorage<T> const& s)
-{
-    return std::vector<T>(s.data(), s.data() + s.size());
-}
 std::string const kStepZero = "Invalid step 0: a step must be above 0.";
 } // namespace
 
@@ -189,15 +185,15 @@ TEST(cDrift, UniformDrawsWithLimitOneGiveEachPointOnceARound)
     cStorage<double> density;
     density.add(9);
     d.getStatisticalDistribution(density);
-    EXPECT_EQ(tNumbers(7, 1.0 / 7), all(density));
+    EXPECT_EQ(tNumbers(7, 1.0 / 7), toVector(density));
     cStorage<unsigned int> counts;
     counts.add(99);
     std::srand(42);
     d.computeStatisticalDistribution(7, 1, counts);
-    EXPECT_EQ(std::vector<unsigned int>(7, 1), all(counts));
+    EXPECT_EQ(std::vector<unsigned int>(7, 1), toVector(counts));
     // Once every point is full the drawing starts over with all of them.
     d.computeStatisticalDistribution(14, 1, counts);
-    EXPECT_EQ(std::vector<unsigned int>(7, 2), all(counts));
+    EXPECT_EQ(std::vector<unsigned int>(7, 2), toVector(counts));
     d.setStatisticalDistributionType(1);
     EXPECT_THROW(d.setStatisticalDistributionType(2), cUnknownDistributionTypeException);
     EXPECT_EQ(

@@ -59,17 +59,11 @@ protected:
 };
 } // namespace
 
-TEST_F(cEquationTest, BlankTextOrNoSymbolManagerGivesNoEquation)
+TEST_F(cEquationTest, BlankTextGivesNoEquationAndEachSyntaxErrorHasItsExactMessage)
 {
     EXPECT_EQ(nullptr, cEquation::createEquation(" \t\n "));
     // A carriage return is not white space in equations: it is looked up as a name.
     EXPECT_EQ("\r|\"\r\": unknown variable or constant name.\n", syntaxErrorOf("\r"));
-    myActiveSymbolManager = nullptr;
-    EXPECT_EQ(nullptr, cEquation::createEquation("+(1, 2)"));
-}
-
-TEST_F(cEquationTest, EachSyntaxErrorHasItsExactMessage)
-{
     addVariable("alpha", "1.0", "0");
     EXPECT_EQ("+(1, 2|\")\" expected.\n", syntaxErrorOf("  +(1, 2\t"));
     EXPECT_EQ("+(1, 2))|Too many \")\".\n", syntaxErrorOf("+(1, 2))"));
@@ -87,6 +81,8 @@ TEST_F(cEquationTest, EachSyntaxErrorHasItsExactMessage)
     EXPECT_EQ("nope|\"nope\": unknown variable or constant name.\n", syntaxErrorOf("+(1, *(2, nope))"));
     EXPECT_EQ("cInvalidEquationSyntax|cEquation::createEquation|Invalid equation \"+(1\": \")\" expected.\n",
               failureOf([] { delete cEquation::createEquation("+(1"); }));
+    myActiveSymbolManager = nullptr;
+    EXPECT_EQ(nullptr, cEquation::createEquation("+(1, 2)"));
 }
 
 TEST_F(cEquationTest, ConstantOperandsFoldIntoOneNodeWhoseTextIsTheValue)

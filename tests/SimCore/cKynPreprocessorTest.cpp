@@ -147,11 +147,12 @@ TEST_F(cKynPreprocessorTest, ConfigurationFailuresNameTheGroupAndLineAndGiveBack
                   kSuffix,
               make(bare("P", "Foo", "Name = In", "Name = Out")));
     EXPECT_EQ(1, stage->criterion("In")->getLinksNumber());
+    // A filter type needs its file, and is refused then.
     std::string const filter = bare("F", "Digital Filter", "", "");
     EXPECT_NE(std::string::npos, make(filter).find("Missing key \"Filter\""));
     EXPECT_EQ(
-        "cGenericException|createPreProcessor|Preprocessor \"F\" of type \"Digital Filter\": the filter type "
-        "is not available yet." +
+        "cGenericException|createPreProcessor|Preprocessor \"F\" of type \"Digital Filter\": the filter "
+        "type is not available yet." +
             kSuffix,
         make(filter.substr(0, filter.size() - 2) + "Filter = low.dft\n}\n"));
 

@@ -1,6 +1,7 @@
 #include "SimCore/cThread.h"
 
 #include "BaseKit/Conversions.h"
+#include "tests/support/cCountedMessage.h"
 #include "tests/support/cSimCoreFixture.h"
 #include "tests/support/cTestHelpers.h"
 
@@ -26,16 +27,6 @@ bool canPost(uint32_t threadId)
 {
     return platform::PostThreadMessageA(threadId, 0x7F000, 0, 0) != 0;
 }
-
-// A payload that counts its destructions, to see who deletes it.
-class cCountedMessage : public cMessage
-{
-public:
-    ~cCountedMessage() override { ++s_destroyed; }
-    static inline std::atomic<int> s_destroyed{0};
-    // A new one as the lParam of a platform post.
-    static intptr_t word() { return reinterpret_cast<intptr_t>(new cCountedMessage); }
-};
 
 // A stage-like thread that logs what reaches it, deletes its payloads, runs an optional hook and
 // then counts the message as handled. One made with the default bounds (QUIT_MSG alone) leaves its

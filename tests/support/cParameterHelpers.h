@@ -1,6 +1,6 @@
 // Helpers of the parameter-model suites: configuration groups read from text, the "key=value"
 // items a parameter writes, its raw and converted values as numbers, raw setters without update, a drift
-// parameter list that loads its elements by name, and files written and read whole.
+// parameter list that loads its elements by name, storages as vectors, and files written and read whole.
 #pragma once
 
 #include "SimCore/cDriftParameter.h"
@@ -16,6 +16,12 @@ inline cConfigurationGroup readGroup(std::string const& text, std::string const&
     cConfigurationGroup group(name);
     cConfigurationReader::read(text, "test.cfg", group);
     return group;
+}
+
+// The entries of a storage, to compare them as a whole.
+template <class T> std::vector<T> toVector(cStorage<T> const& storage)
+{
+    return std::vector<T>(storage.data(), storage.data() + storage.size());
 }
 
 // A float parameter registered in the active symbol manager, which holds its link; keys add to or
