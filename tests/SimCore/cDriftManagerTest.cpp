@@ -2,6 +2,7 @@
 
 #include "tests/support/cCountedMessage.h"
 #include "tests/support/cSimCoreFixture.h"
+#include "tests/support/cTestHelpers.h"
 #include "tests/support/cTestStage.h"
 
 #include <gtest/gtest.h>
@@ -96,18 +97,10 @@ TEST_F(cDriftManagerTest, SteppedTogetherSweepUsesPointIOfEachDriftAndRefusesUne
 
     // Every drift of the stage is compared, also one set after the applied drifts were built.
     p("B")->setRawDrift(0, 5, 0, 5, 0);
-    try
-    {
-        stage.manageSameDriftIteratorSequence();
-        FAIL() << "unequal point numbers accepted";
-    }
-    catch (cForbiddenAction const& e)
-    {
-        EXPECT_STREQ(
-            "The mechanical drifts does not have the same number of points, cannot perform mechanical "
-            "step with the same drift iteration.",
-            e.what());
-    }
+    EXPECT_EQ(
+        "cForbiddenAction|cDriftManager::manageSameDriftIteratorSequence|The mechanical drifts does not "
+        "have the same number of points, cannot perform mechanical step with the same drift iteration.",
+        failureOf([&] { stage.manageSameDriftIteratorSequence(); }));
     EXPECT_EQ(3u, stage.visited.size());
 }
 
