@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <mutex>
 #include <stdexcept>
@@ -221,9 +222,10 @@ TEST_F(cKynThreadTest, PostRetriesUntilTheTargetHasMadeItsQueueThenDeletesTheMes
     ASSERT_TRUE(late.handled.waitFor(1));
     EXPECT_EQ(tTexts{"65541 value=8"}, late.received());
 
-    // Never started, so it never makes a queue: all three attempts fail.
+    // Never started, so it never makes a queue: all three attempts fail, each followed by 100 ms.
     cTestThread never("Never");
     int const destroyedBefore = cCountedMessage::s_destroyed;
+    auto const posted = std::chrono::steady_clock::now();
     try
     {
         cTestThread::postPreparedMessage(&never, RUN_TEST_MSG, new cCountedMessage);
@@ -235,6 +237,7 @@ TEST_F(cKynThreadTest, PostRetriesUntilTheTargetHasMadeItsQueueThenDeletesTheMes
                   error.getLocation());
         EXPECT_STREQ("The message could not be posted to the thread.", error.what());
     }
+    EXPECT_GE(std::chrono::steady_clock::now() - posted, std::chrono::milliseconds(300));
     EXPECT_EQ(destroyedBefore + 1, cCountedMessage::s_destroyed);
     // No target at all: the payload goes too.
     EXPECT_THROW(cTestThread::postPreparedMessage(nullptr, RESET_MSG, new cCountedMessage), cNULLPointer);
