@@ -5,6 +5,7 @@
 #include "StoreKit/cConfigurationWriter.h"
 #include "tests/support/cParameterHelpers.h"
 #include "tests/support/cSimCoreFixture.h"
+#include "tests/support/cTestHelpers.h"
 
 #include <gtest/gtest.h>
 #include <memory>
@@ -51,19 +52,6 @@ std::string rawText(cParameter const& p, bool isHex, bool noDecimals = false)
 bool setHex(cParameter* p, std::string const& text)
 {
     return p->setRawValue(text, /*isHex=*/true, /*update=*/false, /*applyLimits=*/true);
-}
-
-template <typename Exception> Exception loadFailure(std::string const& text)
-{
-    try
-    {
-        load(text);
-    }
-    catch (Exception const& e)
-    {
-        return e;
-    }
-    throw std::runtime_error("no exception for:\n" + text);
 }
 
 using cParameterTest = cSimCoreFixture;
@@ -287,32 +275,41 @@ TEST_F(cParameterTest, ReadWrittenWithEveryKeyAndReadAgainGivesTheSameParameter)
 
 TEST_F(cParameterTest, LoadFailuresReportTheirTextAndLineAndLeaveNothingRegistered)
 {
-    auto badFactor = loadFailure<cInvalidSymbolDefinition>("Name = p\nUnit = g\nConversion Factor = +(1,\n");
-    // The equation's own failure is kept in the text.
-    EXPECT_EQ("Invalid definition of \"Conversion Factor\" (\"+(1,\"): Conversion factor is not correct.\n"
-              "Invalid equation \"+(1,\": \")\" expected.\nLine: 3\n",
-              std::string(badFactor.what()));
-    EXPECT_EQ("SimCore/cParameter", badFactor.getSourceFile());
-    EXPECT_EQ("cParameter::setConfiguration", badFactor.getFunction());
-    // An empty factor under the old spelling: its line is found under that spelling.
-    auto emptyFactor = loadFailure<cInvalidSymbolDefinition>("Name = p\n\nConvertion Factor =\n");
-    EXPECT_EQ(
-        "Invalid definition of \"Conversion Factor\" (\"\"): Conversion factor is not correct.\n"
-        "Missing key \"Conversion Factor\".\nThe conversion factor of parameter \"p\" is empty.\nLine: 3\n",
-        std::string(emptyFactor.what()));
-    auto zero = loadFailure<cInvalidConversionFactorException>("Name = p\nConversion Factor = -(2, 2)\n");
-    EXPECT_EQ("Invalid conversion factor 0.\nLine: 0\n", std::string(zero.what()));
-    auto minMax = loadFailure<cMinMaxException>("Name = p\nMaximum Value = 3\n\nMinimum Value = 5\n");
-    EXPECT_EQ("The maximum of \"p\" is below its minimum (minimum 5, maximum 3).\nError at line number: 4\n",
-              std::string(minMax.what()));
-    EXPECT_NO_THROW(load("Name = p\nMaximum Value = 3\nMinimum Value = 3\n"));
-    loadFailure<cMissingItem>("Unit = g\n");
-    auto taken =
-        loadFailure<cInvalidSymbolDefinition>("Name = p\nSymbol Registered = 1\nRegistration Name = BLACK");
-    EXPECT_EQ("The variable name \"BLACK\" is already defined as constant", taken.getThird());
-    // The condition is read before registering, so its failure leaves no entry behind.
-    loadFailure<cInvalidEquationSyntax>("Name = late\nSymbol Registered = 1\nCondition = nothing_known\n");
+    // The equation's own failure is kept in the text; an empty factor's line is found under the old
+    // spelling it was given with. The condition is read before registering, so that its failure
+    // leaves no entry behind.
+    std::vector<std::pair<std::string, std::string>> const cases = {
+        {"Name = p\nUnit = g\nConversion Factor = +(1,\n",
+         "cInvalidSymbolDefinition|cParameter::setConfiguration|Invalid definition of \"Conversion Factor\" "
+         "(\"+(1,\"): "
+         "Conversion factor is not correct.\nInvalid equation \"+(1,\": \")\" expected.\nLine: 3\n"},
+        {"Name = p\n\nConvertion Factor =\n", "cInvalidSymbolDefinition|cParameter::setConfiguration|Invalid "
+                                              "definition of \"Conversion Factor\" (\"\"): "
+                                              "Conversion factor is not correct.\nMissing key \"Conversion "
+                                              "Factor\".\nThe conversion factor of parameter "
+                                              "\"p\" is empty.\nLine: 3\n"},
+        {"Name = p\nConversion Factor = -(2, 2)\n",
+         "cInvalidConversionFactorException|cParameter::setConfiguration|Invalid conversion factor 0.\nLine: "
+         "0\n"},
+        {"Name = p\nMaximum Value = 3\n\nMinimum Value = 5\n",
+         "cMinMaxException|cParameter::setConfiguration|The maximum of \"p\" is below its minimum (minimum "
+         "5, "
+         "maximum 3).\nError at line number: 4\n"},
+        {"Unit = g\n",
+         "cMissingItem|cConfigurationGroup::findItem|Missing key \"Name\".\nIn group \"Parameter\" of file "
+         "\"test.cfg\"."},
+        {"Name = p\nSymbol Registered = 1\nRegistration Name = BLACK",
+         "cInvalidSymbolDefinition|cSymbolManager::registerVariableSymbol|Invalid definition of \"BLACK\" "
+         "(\"\"): "
+         "The variable name \"BLACK\" is already defined as constant"},
+        {"Name = late\nSymbol Registered = 1\nCondition = nothing_known\n",
+         "cInvalidEquationSyntax|cEquation::createEquation|Invalid equation \"nothing_known\": "
+         "\"nothing_known\": "
+         "unknown variable or constant name.\n"}};
+    for (auto const& [text, expected] : cases)
+        EXPECT_EQ(expected, failureOf([&] { load(text); })) << text;
     EXPECT_EQ(nullptr, myActiveSymbolManager->getVariablePtr("late"));
+    EXPECT_NO_THROW(load("Name = p\nMaximum Value = 3\nMinimum Value = 3\n"));
 }
 
 TEST_F(cParameterTest, ChangesAreSentToTheHostOnlyWhenNoComputationRuns)
