@@ -1,9 +1,9 @@
 #include "SimCore/cComputationManager.h"
 
-#include "SimCore/cDriftParameter.h"
 #include "SimCore/cTestMgr.h"
-#include "tests/support/cRecordingSinks.h"
-#include "tests/support/cResultWorld.h"
+#include "tests/support/cOpenAlgorithm.h"
+#include "tests/support/cParameterHelpers.h"
+#include "tests/support/cSimCoreFixture.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -11,22 +11,13 @@
 
 namespace
 {
-// The message handling of the manager is not part of these tests.
-class cRunControlOnly : public cComputationManager
-{
-public:
-    bool ProcessMessage(unsigned int message, cMessage* data) override
-    {
-        delete data;
-        return message == QUIT_MSG;
-    }
-};
+using cComputationManagerTest = cSimCoreFixture;
 } // namespace
 
-TEST(cComputationManager, StateChangesAreTracedWithTheirNumbers)
+TEST_F(cComputationManagerTest, StateChangesAreTracedWithTheirNumbers)
 {
     cRecordingTraceSink trace(4);
-    cRunControlOnly manager;
+    cIdleComputationManager manager;
     EXPECT_EQ("Test", manager.getName());
     EXPECT_EQ(computationsNotStarted, manager.getComputationsState());
     EXPECT_FALSE(manager.isStopAsked());
@@ -41,45 +32,20 @@ TEST(cComputationManager, StateChangesAreTracedWithTheirNumbers)
     EXPECT_NE(std::string::npos, trace.lines()[0].find(" [Computations "));
 }
 
-namespace
+TEST_F(cComputationManagerTest, IterationsSplitIntoDriftPointsWithTheLastDriftFastest)
 {
-struct cDriftStage : cDriftParameterMgr
-{
-    cDriftStage() : cDriftParameterMgr("Parameter", "Parameters List") {}
-    // One parameter per name, raw value 1, conversion factor 2.
-    std::vector<cDriftParameter*> load(std::vector<std::string> const& names)
-    {
-        std::string text;
-        for (std::string const& name : names)
-            text += "Parameter {\nName = " + name +
-                    "\nDefault = 1\nConversion Factor = 2\nDefault Maximum Value = 40\n"
-                    "Default Minimum Value = -4\nStep = 2\n}\n";
-        cConfigurationGroup group;
-        cConfigurationReader::read(text, "stage.cfg", group);
-        loadParameter(&group, "");
-        return std::vector<cDriftParameter*>(GetParameters().begin(), GetParameters().end());
-    }
-};
-} // namespace
-
-TEST(cComputationManager, IterationsSplitIntoDriftPointsWithTheLastDriftFastest)
-{
-    cRecordingMessageSink messages;
-    cSymbolManager symbols;
-    (myActiveSymbolManager = &symbols)->setConfiguration("");
-    cRunControlOnly manager;
-    cDriftStage vehicle, unit;
-    std::vector<cDriftParameter*> const v = vehicle.load({"Mass", "Still"});
-    std::vector<cDriftParameter*> const u = unit.load({"Gain"});
+    cIdleComputationManager manager;
+    cTestDriftList vehicle, unit;
+    std::string const keys = "Default = 1\nConversion Factor = 2\n";
+    std::vector<cDriftParameter*> const v = vehicle.load({"Mass", "Still"}, keys);
+    std::vector<cDriftParameter*> const u = unit.load({"Gain"}, keys);
     v[0]->setRawDrift(10, 12, 8, 2, 0); // points 10 8 12
     u[0]->setRawDrift(1, 2, 1, 1, 0);   // points 1 2
     manager.setDriftStages({&vehicle, nullptr, &unit});
 
     cStorage<cDriftParameter*> drifted(10);
     manager.getDriftedParametersList(drifted);
-    ASSERT_EQ(2u, drifted.size());
-    EXPECT_EQ(v[0], drifted[0]);
-    EXPECT_EQ(u[0], drifted[1]);
+    EXPECT_EQ((std::vector<cDriftParameter*>{v[0], u[0]}), toVector(drifted));
 
     cStorage<mpfClass*> values(5);
     std::vector<std::vector<double>> combinations;
@@ -95,16 +61,12 @@ TEST(cComputationManager, IterationsSplitIntoDriftPointsWithTheLastDriftFastest)
     EXPECT_EQ(2.0, manager.getIterationConvertedDriftValue(5, v[1]).get_d()); // not drifted: its own value
     for (unsigned int i = 0; i < values.size(); ++i)
         delete values[i];
-    myActiveSymbolManager = nullptr;
 }
 
-TEST(cComputationManager, TestsRunTheThreadWhileTheListIsNotEmptyAndLeaveTheMarginTests)
+TEST_F(cComputationManagerTest, TestsRunTheThreadWhileTheListIsNotEmptyAndLeaveTheMarginTests)
 {
-    cRecordingMessageSink messages;
-    cSymbolManager symbols;
-    (myActiveSymbolManager = &symbols)->setConfiguration("");
-    cRunControlOnly manager;
-    cOpenAlgorithm algorithm;
+    cOpenAlgorithm algorithm; // outlives the manager, which leaves its margin tests
+    cIdleComputationManager manager;
     algorithm.loadTimeEvents("Time Event {\nName = TTF\n}\n");
     myActiveAlgorithm = &algorithm;
     cTestMgr* const first = new cTestMgr("First");
@@ -124,6 +86,4 @@ TEST(cComputationManager, TestsRunTheThreadWhileTheListIsNotEmptyAndLeaveTheMarg
     EXPECT_EQ(1u, manager.getTests().end() - manager.getTests().begin());
     manager.removeAllTests();
     EXPECT_EQ(nullptr, manager.firstTest(index));
-    myActiveAlgorithm = nullptr;
-    myActiveSymbolManager = nullptr;
 }

@@ -1,6 +1,8 @@
 #include "SimCore/cDriftManager.h"
 
-#include "tests/support/cResultWorld.h"
+#include "tests/support/cCountedMessage.h"
+#include "tests/support/cSimCoreFixture.h"
+#include "tests/support/cTestHelpers.h"
 #include "tests/support/cTestStage.h"
 
 #include <gtest/gtest.h>
@@ -10,14 +12,6 @@
 namespace
 {
 typedef std::vector<std::vector<double>> tVisits;
-
-// Counts its destructions: the receiving stage owns every message.
-struct cCountedMessage : cMessage
-{
-    explicit cCountedMessage(int& deleted) : m_deleted(deleted) {}
-    ~cCountedMessage() override { ++m_deleted; }
-    int& m_deleted;
-};
 
 // Reaches a stage through a post, as the pipeline does.
 struct cPoster : cTestStage
@@ -39,12 +33,11 @@ struct cStoppingParameter : cDriftParameter
     unsigned int sets = 0;
 };
 
-struct cDriftManagerTest : ::testing::Test
+struct cDriftManagerTest : cResultsFixture
 {
-    sResultWorld world;
     cTestStage stage;
 
-    void SetUp() override
+    cDriftManagerTest()
     {
         stage.loadParameters("Parameter {\nName = A\n}\nParameter {\nName = B\nDefault = 1\n}\n"
                              "Parameter {\nName = C\n}\n");
@@ -104,18 +97,10 @@ TEST_F(cDriftManagerTest, SteppedTogetherSweepUsesPointIOfEachDriftAndRefusesUne
 
     // Every drift of the stage is compared, also one set after the applied drifts were built.
     p("B")->setRawDrift(0, 5, 0, 5, 0);
-    try
-    {
-        stage.manageSameDriftIteratorSequence();
-        FAIL() << "unequal point numbers accepted";
-    }
-    catch (cForbiddenAction const& e)
-    {
-        EXPECT_STREQ(
-            "The mechanical drifts does not have the same number of points, cannot perform mechanical "
-            "step with the same drift iteration.",
-            e.what());
-    }
+    EXPECT_EQ(
+        "cForbiddenAction|cDriftManager::manageSameDriftIteratorSequence|The mechanical drifts does not "
+        "have the same number of points, cannot perform mechanical step with the same drift iteration.",
+        failureOf([&] { stage.manageSameDriftIteratorSequence(); }));
     EXPECT_EQ(3u, stage.visited.size());
 }
 
@@ -128,7 +113,7 @@ TEST_F(cDriftManagerTest, StopFlagEndsNestedLevelsAtTheirNextPointButNotTheStepp
     stage.onStep = [&]
     {
         if (stage.stepsCount == 4)
-            world.computations.askForStop();
+            computations.askForStop();
     };
     runTest();
     EXPECT_EQ((tVisits{{10, 0, 0}, {10, 0, 5}, {10, 0, 10}, {10, 5, 0}}), stage.visited);
@@ -151,7 +136,7 @@ TEST_F(cDriftManagerTest, StopFlagEndsNestedLevelsAtTheirNextPointButNotTheStepp
     static_cast<cStoppingParameter*>(ordered.parameter("S"))->sets = 0;
     ordered.manageSameDriftIteratorSequence();
     EXPECT_EQ((tVisits{{0, 10}, {5, 10}}), ordered.visited);
-    myActiveComputationManager = &world.computations;
+    myActiveComputationManager = &computations; // the fixture's stage clears its drifts through it
 }
 
 TEST_F(cDriftManagerTest, MessagesReachTheirHandlersTracedAndAreAlwaysDeleted)
@@ -160,20 +145,20 @@ TEST_F(cDriftManagerTest, MessagesReachTheirHandlersTracedAndAreAlwaysDeleted)
     poster.loadParameters("Parameter {\nName = C\n}\n");
     poster.parameter("C")->setRawDrift(0, 5, 0, 5, 0);
     poster.prepareForTest();
-    int deleted = 0;
+    int const before = cCountedMessage::s_destroyed; // the receiving stage owns every message
     cRecordingTraceSink trace(4);
-    EXPECT_FALSE(poster.ProcessMessage(QUIT_MSG, new cCountedMessage(deleted)));
-    cPoster::postPreparedMessage(&poster, RESET_MSG, new cCountedMessage(deleted));
+    EXPECT_FALSE(poster.ProcessMessage(QUIT_MSG, new cCountedMessage));
+    cPoster::postPreparedMessage(&poster, RESET_MSG, new cCountedMessage);
     EXPECT_EQ(0u, poster.getIterationNbr());
     cPoster::postPreparedMessage(&poster, FILE_CHANGED_MSG, nullptr);
     EXPECT_TRUE(poster.isFileChanged());
-    cPoster::postPreparedMessage(&poster, RUN_TEST_MSG, new cCountedMessage(deleted));
+    cPoster::postPreparedMessage(&poster, RUN_TEST_MSG, new cCountedMessage);
     EXPECT_EQ((tVisits{{0}, {5}}), poster.visited);
     for (unsigned int id : {START_TEST_MSG, END_OF_TEST_MSG, RUN_TEST_MSG + 1})
     {
         try
         {
-            poster.ProcessMessage(id, new cCountedMessage(deleted));
+            poster.ProcessMessage(id, new cCountedMessage);
             ADD_FAILURE() << "accepted message " << id;
         }
         catch (cUnknownMessageError const& e)
@@ -181,7 +166,7 @@ TEST_F(cDriftManagerTest, MessagesReachTheirHandlersTracedAndAreAlwaysDeleted)
             EXPECT_EQ("SimCore/cDriftManager, cDriftManager::ProcessMessage, line 198", e.getLocation());
         }
     }
-    EXPECT_EQ(6, deleted);
+    EXPECT_EQ(before + 6, cCountedMessage::s_destroyed);
     EXPECT_EQ(
         (std::vector<std::string>{"Stage thread/cDriftManager::ProcessMessage: received QUIT_MSG(65536) ",
                                   "Posting to cKynThread: Stage, msgId=65537, bespokeQueue=F",
@@ -198,9 +183,8 @@ TEST_F(cDriftManagerTest, MessagesReachTheirHandlersTracedAndAreAlwaysDeleted)
         trace.texts());
 
     poster.onStep = [] { throw cGenericException("test", "onStep", 1, "step failed"); };
-    EXPECT_THROW(cPoster::postPreparedMessage(&poster, RUN_TEST_MSG, new cCountedMessage(deleted)),
-                 cGenericException);
-    EXPECT_EQ(7, deleted) << "a handler that fails still gives the message up";
+    EXPECT_THROW(cPoster::postPreparedMessage(&poster, RUN_TEST_MSG, new cCountedMessage), cGenericException);
+    EXPECT_EQ(before + 7, cCountedMessage::s_destroyed) << "a handler that fails still gives the message up";
 }
 
 TEST_F(cDriftManagerTest, IterationLifeMarksParametersAndReachesCriteriaAndTimeEvents)
@@ -209,7 +193,7 @@ TEST_F(cDriftManagerTest, IterationLifeMarksParametersAndReachesCriteriaAndTimeE
     stage.loadTimeEvents("Time Event {\nName = T\n}\n");
     cCriterion* const criterion = stage.criterion("K");
     cTimeEvent* const event = stage.cTimeEventMgr::getParameter("T");
-    cKynFile* const file = myActiveFile = world.addCrash("/data/crash_01.csh");
+    cKynFile* const file = myActiveFile = addCrash("/data/crash_01.csh");
     EXPECT_FALSE(stage.isProcessed()) << "parameters start unprocessed";
     stage.endOfIteration();
     EXPECT_TRUE(stage.isProcessed());

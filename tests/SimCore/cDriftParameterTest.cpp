@@ -1,10 +1,8 @@
 #include "SimCore/cDriftParameter.h"
 
-#include "SimCore/cComputationManager.h"
-#include "SimCore/cSymbolManager.h"
-#include "StoreKit/cConfigurationReader.h"
 #include "StoreKit/cConfigurationWriter.h"
-#include "tests/support/cRecordingSinks.h"
+#include "tests/support/cParameterHelpers.h"
+#include "tests/support/cSimCoreFixture.h"
 #include "tests/support/cTestHelpers.h"
 
 #include <cstdlib>
@@ -60,26 +58,14 @@ struct cTestDriftParameter : cDriftParameter
 };
 using tDriftPtr = std::unique_ptr<cTestDriftParameter, void (*)(cParameter*)>;
 
-struct cModuleManager : cComputationManager
+struct cModuleManager : cIdleComputationManager
 {
-    bool ProcessMessage(unsigned int message, cMessage* data) override
-    {
-        delete data;
-        return message == QUIT_MSG;
-    }
     using cComputationManager::markStatisticalModuleValid;
 };
 
-// The globals every test needs, reset when the test ends; parameters made later go first.
-struct sEnvironment
+class cDriftParameterTest : public cSimCoreFixture
 {
-    sEnvironment() { (myActiveSymbolManager = new cSymbolManager)->setConfiguration(""); }
-    ~sEnvironment()
-    {
-        delete myActiveSymbolManager;
-        myActiveSymbolManager = nullptr;
-        myActiveComputationManager = nullptr;
-    }
+protected:
     // The count of host messages, each of which must be a posted 0x9E3 with both parameters 0.
     size_t posts() const
     {
@@ -87,34 +73,18 @@ struct sEnvironment
             EXPECT_TRUE(!m.sent && m.message == 0x9E3 && m.wParam == 0 && m.lParam == 0);
         return window.messages().size();
     }
-    cRecordingMessageSink messages;
-    cRecordingHostWindow window;
+    static tDriftPtr load(std::string const& keys, std::string const& owner = "")
+    {
+        cConfigurationGroup group = readGroup("Name = p\nMaximum Value = 100\nMinimum Value = -100\n" + keys);
+        return tDriftPtr(new cTestDriftParameter(&group, owner), &cParameter::deleteInstance);
+    }
 };
 
-tDriftPtr load(std::string const& keys, std::string const& owner = "")
-{
-    cConfigurationGroup group("Parameter");
-    cConfigurationReader::read("Name = p\nMaximum Value = 100\nMinimum Value = -100\n" + keys, "d.cfg",
-                               group);
-    return tDriftPtr(new cTestDriftParameter(&group, owner), &cParameter::deleteInstance);
-}
-tTexts items(cConfigurationGroup const& group)
-{
-    tTexts result;
-    for (auto const& item : group.getInformationRange())
-        result.push_back(item.key + "=" + item.value);
-    return result;
-}
-template <class T> std::vector<T> all(cStorage<T> const& s)
-{
-    return std::vector<T>(s.data(), s.data() + s.size());
-}
 std::string const kStepZero = "Invalid step 0: a step must be above 0.";
 } // namespace
 
-TEST(cDriftParameter, PointsGoDownThenUpIndexesWrapAndEachNewCountInvalidatesTheStatisticalModule)
+TEST_F(cDriftParameterTest, PointsGoDownThenUpIndexesWrapAndEachNewCountInvalidatesTheStatisticalModule)
 {
-    sEnvironment env;
     cModuleManager manager;
     myActiveComputationManager = &manager;
     // nominal, maximum, minimum, step -> points; below the minimum the nominal is no point.
@@ -135,7 +105,7 @@ TEST(cDriftParameter, PointsGoDownThenUpIndexesWrapAndEachNewCountInvalidatesThe
     EXPECT_TRUE(manager.isStatisticalModuleValid()) << "still five points";
     d.setRawMaximumValue(25);
     EXPECT_FALSE(manager.isStatisticalModuleValid());
-    EXPECT_EQ(2u, env.posts());
+    EXPECT_EQ(2u, posts());
     manager.markStatisticalModuleValid();
     {
         // 0.1 is inexact in binary: each pass must still end on its limit, with no extra point.
@@ -149,9 +119,8 @@ TEST(cDriftParameter, PointsGoDownThenUpIndexesWrapAndEachNewCountInvalidatesThe
     EXPECT_FALSE(manager.isStatisticalModuleValid()) << "a drift gone";
 }
 
-TEST(cDriftParameter, RefusedDriftsChangeNothingAndAReplacedDriftLeavesTheDefaultValueTellingTheHost)
+TEST_F(cDriftParameterTest, RefusedDriftsChangeNothingAndAReplacedDriftLeavesTheDefaultValueTellingTheHost)
 {
-    sEnvironment env;
     tDriftPtr p = load("Default = 3\nStep = 7\n");
     auto refusal = [&](int step, int distribution)
     { return failureOf([&] { p->setRawDrift(10, 20, 0, step, distribution); }); };
@@ -163,40 +132,39 @@ TEST(cDriftParameter, RefusedDriftsChangeNothingAndAReplacedDriftLeavesTheDefaul
     p->setRawDrift(10, 20, 0, 5, 0);
     EXPECT_THROW(p->setRawDrift(12, 30, 0, 0, 0), cBadStepException);
     EXPECT_EQ("10 20 0 5 | 10 20 0 5 5", p->state()) << "the drift in place survives a refused one";
-    EXPECT_EQ(1u, env.posts());
+    EXPECT_EQ(1u, posts());
     p->setRawDrift(12, 30, 1, 6, 0);
     EXPECT_EQ("3 30 1 6 | 12 30 1 6 6", p->state())
         << "the old drift is cleared after the new nominal was set";
     p->resetNominalValue();
     EXPECT_EQ("12 30 1 6 | 12 30 1 6 6", p->state());
-    EXPECT_EQ(3u, env.posts());
+    EXPECT_EQ(3u, posts());
     p->clearDrift();
     p->clearDrift();
     p->resetNominalValue();
     EXPECT_EQ("3 30 1 6", p->state()) << "no nominal left to go to; the used range stays";
-    EXPECT_EQ(5u, env.posts());
+    EXPECT_EQ(5u, posts());
     p->resetDrift();
     EXPECT_EQ("3 100 -100 7", p->state());
     // Releasing a parameter clears its drift, which tells the host once more.
     p->setRawDrift(10, 20, 0, 5, 0);
     p.reset();
-    EXPECT_EQ(8u, env.posts());
+    EXPECT_EQ(8u, posts());
 }
 
-TEST(cDriftParameter, UsedSettersReachTheDriftWhoseFactorStaysFrozen)
+TEST_F(cDriftParameterTest, UsedSettersReachTheDriftWhoseFactorStaysFrozen)
 {
-    sEnvironment env;
     tDriftPtr p = load("Conversion Factor = 0.5\n");
     p->setUsedMaximumValue(10);
     EXPECT_EQ("-100 10 -50 5", p->state());
-    EXPECT_EQ(0u, env.posts()) << "no drift, nothing to tell";
+    EXPECT_EQ(0u, posts()) << "no drift, nothing to tell";
     p->setConvertedDrift(5, 10, 0, 2.5, 0);
     EXPECT_EQ("10 10 0 2.5 | 10 20 0 5 5", p->state());
     p->setUsedMaximumValue(15);
     p->setUsedMaximumValue(15);
     // After setRawDrift's, one from the drift and one from the parameter; an unchanged value is not
     // forwarded.
-    EXPECT_EQ(3u, env.posts());
+    EXPECT_EQ(3u, posts());
     p->setUsedMinimumValue(2.5);
     p->setUsedStepValue(5);
     EXPECT_EQ("10 15 2.5 5 | 10 30 5 10 4", p->state()) << "points 10, 5, 20, 30";
@@ -211,21 +179,21 @@ TEST(cDriftParameter, UsedSettersReachTheDriftWhoseFactorStaysFrozen)
     EXPECT_EQ("10 60 10 0 | 10 40 5 10 5", p->state());
 }
 
-TEST(cDriftParameter, UniformDrawsWithLimitOneGiveEachPointOnceARound)
+TEST(cDrift, UniformDrawsWithLimitOneGiveEachPointOnceARound)
 {
     cTestDrift d(10, 19, 1, 4);
     cStorage<double> density;
     density.add(9);
     d.getStatisticalDistribution(density);
-    EXPECT_EQ(tNumbers(7, 1.0 / 7), all(density));
+    EXPECT_EQ(tNumbers(7, 1.0 / 7), toVector(density));
     cStorage<unsigned int> counts;
     counts.add(99);
     std::srand(42);
     d.computeStatisticalDistribution(7, 1, counts);
-    EXPECT_EQ(std::vector<unsigned int>(7, 1), all(counts));
+    EXPECT_EQ(std::vector<unsigned int>(7, 1), toVector(counts));
     // Once every point is full the drawing starts over with all of them.
     d.computeStatisticalDistribution(14, 1, counts);
-    EXPECT_EQ(std::vector<unsigned int>(7, 2), all(counts));
+    EXPECT_EQ(std::vector<unsigned int>(7, 2), toVector(counts));
     d.setStatisticalDistributionType(1);
     EXPECT_THROW(d.setStatisticalDistributionType(2), cUnknownDistributionTypeException);
     EXPECT_EQ(
@@ -233,9 +201,8 @@ TEST(cDriftParameter, UniformDrawsWithLimitOneGiveEachPointOnceARound)
         failureOf([&] { d.getStatisticalDistribution(density); }));
 }
 
-TEST(cDriftParameter, RangesAreReadWithTheirDefaultsAndClampsAndWrittenByMaskBit)
+TEST_F(cDriftParameterTest, RangesAreReadWithTheirDefaultsAndClampsAndWrittenByMaskBit)
 {
-    sEnvironment env;
     // The used range follows the default range, which may be a constant expression; the step is 5
     // physical units.
     EXPECT_EQ("-100 20 -10 5",
@@ -250,24 +217,23 @@ TEST(cDriftParameter, RangesAreReadWithTheirDefaultsAndClampsAndWrittenByMaskBit
                              "Step=4.0",       "Used Maximum Value=100.0",    "Used Minimum Value=-100.0",
                              "Used Step=4.0",  "Batch Configuration=1",       "Batch Combine=1",
                              "Path=Algo/Front"};
-    EXPECT_EQ(expected, items(drift));
+    EXPECT_EQ(expected, itemsOf(drift));
     int const bits[] = {21, 22, 23, 24, 25, 26, 29, 31, 7};
     for (size_t i = 0; i < std::size(bits); ++i)
     {
         cConfigurationGroup one;
         p->buildFile(&one, static_cast<int>(1u << bits[i]));
-        EXPECT_EQ(tTexts({"Name=p", expected[i + 1]}), items(one)) << "bit " << bits[i];
+        EXPECT_EQ(tTexts({"Name=p", expected[i + 1]}), itemsOf(one)) << "bit " << bits[i];
     }
     cConfigurationGroup written, rewritten;
     p->buildFile(&written, -1);
     tDriftPtr again(new cTestDriftParameter(&written, ""), &cParameter::deleteInstance);
     again->buildFile(&rewritten, -1);
-    EXPECT_EQ(items(written), items(rewritten));
+    EXPECT_EQ(itemsOf(written), itemsOf(rewritten));
 }
 
-TEST(cDriftParameter, SavedDriftHoldsTheValueOrTheRawDriftAndDriftsAreTracedWithTheLongName)
+TEST_F(cDriftParameterTest, SavedDriftHoldsTheValueOrTheRawDriftAndDriftsAreTracedWithTheLongName)
 {
-    sEnvironment env;
     tDriftPtr p = load("Precision = 1\nConversion Factor = 0.5\nDefault = 3\nRaw Value = 7\n", "Front");
     cConfigurationGroup parent("Computation");
     p->saveDriftConfiguration(&parent, "Vehicle", "");
@@ -283,9 +249,6 @@ TEST(cDriftParameter, SavedDriftHoldsTheValueOrTheRawDriftAndDriftsAreTracedWith
                           "Drift deleted for parameter: Front - p"}),
                   trace.texts());
     }
-    EXPECT_EQ("Drift {\n    Name = Vehicle\n    Parameter = p\n    Nominal = 7.00\n}\n"
-              "Drift {\n    Name = Unit\n    Channel = Ch1\n    Parameter = p\n    Nominal = 10.00\n"
-              "    Minimum Value = 2.00\n    Maximum Value = 20.00\n    Step = 5.00\n"
-              "    Distribution Type = Gaussian\n}\n",
+    EXPECT_EQ(readText(SIMCORE_TEST_DATA_DIR "SimCore/drifts/saved-drifts.cfg"),
               cConfigurationWriter::write(parent, nullptr));
 }

@@ -2,10 +2,8 @@
 
 #include "SimCore/cEquation.h"
 #include "SimCore/cParameter.h"
-#include "SimCore/cSymbolManager.h"
-#include "StoreKit/cConfigurationGroup.h"
-#include "StoreKit/cConfigurationReader.h"
-#include "tests/support/cRecordingSinks.h"
+#include "tests/support/cParameterHelpers.h"
+#include "tests/support/cSimCoreFixture.h"
 #include "tests/support/cTestHelpers.h"
 
 #include <gtest/gtest.h>
@@ -15,22 +13,15 @@ namespace
 {
 using tGroupPtr = std::unique_ptr<cEquationGroup>;
 
-// An active symbol manager with its functions and colours and the registered float variables a, b,
-// c and d (factor 1, value 0), which the manager holds; the global is reset on the way out.
-struct sActiveSymbols
+// The registered float variables a, b, c and d (factor 1, value 0), which the symbol manager holds.
+class cEquationGroupTest : public cSimCoreFixture
 {
-    sActiveSymbols()
+protected:
+    cEquationGroupTest()
     {
-        (myActiveSymbolManager = &symbols)->setConfiguration("");
         for (std::string const name : {"a", "b", "c", "d"})
-        {
-            cConfigurationGroup group("Parameter");
-            cConfigurationReader::read(
-                "Name = " + name + "\nFloat = 1\nRaw Value = 0\nSymbol Registered = 1\n", "p.cfg", group);
-            new cParameter(&group, "");
-        }
+            newVariable(name, "Raw Value = 0\n");
     }
-    ~sActiveSymbols() { myActiveSymbolManager = nullptr; }
     // "a b c d " as whole numbers.
     std::string values()
     {
@@ -40,14 +31,10 @@ struct sActiveSymbols
             text += (symbols.getVariableValue(name, value), std::to_string(value.get_si())) + " ";
         return text;
     }
-
-    cRecordingMessageSink messages;
-    cRecordingHostWindow window;
-    cSymbolManager symbols;
 };
 
 // The "Equation Group" of a symbols-file text, read as the symbol manager reads it.
-tGroupPtr readGroup(std::string const& text)
+tGroupPtr readEquationGroup(std::string const& text)
 {
     cConfigurationGroup top;
     cConfigurationReader::read(text, "groups.sym", top);
@@ -66,18 +53,17 @@ std::vector<std::string> groupLines(cRecordingTraceSink const& trace)
 }
 } // namespace
 
-TEST(cEquationGroup, StepsAtAnyDepthAreReadDepthFirstWithTheirContentInOrder)
+TEST_F(cEquationGroupTest, StepsAtAnyDepthAreReadDepthFirstWithTheirContentInOrder)
 {
-    sActiveSymbols active;
     cRecordingTraceSink trace(3);
     // A blank "Content" is passed over, and a key of another case is not "Content".
-    tGroupPtr group =
-        readGroup("Equation Group {\nName = G\nDefault Condition = /(7, 2)\n"
-                  "Step {\nName = First\nCondition = 2.7\nContent = =(a, 1)\nContent =\n"
-                  "Content = \" \\t\"\ncontent = =(c, 1)\nContent = =(b, +(a, 2))\n"
-                  "Step {\nName = Inner\nContent = a\n}\n}\n"
-                  "Block {\nDeeper {\nStep {\nName = Deep\nCondition = *(2, 4)\nContent = 1\n}\n}\n}\n"
-                  "Step {\nName = Last\nCondition = 0\nContent = IF(a, b, c)\n}\n}\n");
+    tGroupPtr group = readEquationGroup(
+        "Equation Group {\nName = G\nDefault Condition = /(7, 2)\n"
+        "Step {\nName = First\nCondition = 2.7\nContent = =(a, 1)\nContent =\n"
+        "Content = \" \\t\"\ncontent = =(c, 1)\nContent = =(b, +(a, 2))\n"
+        "Step {\nName = Inner\nContent = a\n}\n}\n"
+        "Block {\nDeeper {\nStep {\nName = Deep\nCondition = *(2, 4)\nContent = 1\n}\n}\n}\n"
+        "Step {\nName = Last\nCondition = 0\nContent = IF(a, b, c)\n}\n}\n");
     EXPECT_EQ((std::vector<std::string>{"EqGrp G contains step First", "EqGrp G contains step Inner",
                                         "EqGrp G contains step Deep", "EqGrp G contains step Last"}),
               groupLines(trace));
@@ -94,25 +80,25 @@ TEST(cEquationGroup, StepsAtAnyDepthAreReadDepthFirstWithTheirContentInOrder)
     EXPECT_EQ("2 =(a,1) =(b,+(a,2)); 4294967295 a; 8 1; 0 IF(a,b,c); ", steps);
 
     // A default condition naming a variable is silently -1; a syntax error in it is not.
-    EXPECT_EQ(-1, readGroup("Equation Group {\nDefault Condition = *(2, a)\nStep {\nContent = 1\n}\n}\n")
-                      ->getDefaultCondition());
-    EXPECT_THROW(readGroup("Equation Group {\nDefault Condition = +(1,\nStep {\nContent = 1\n}\n}\n"),
+    EXPECT_EQ(-1,
+              readEquationGroup("Equation Group {\nDefault Condition = *(2, a)\nStep {\nContent = 1\n}\n}\n")
+                  ->getDefaultCondition());
+    EXPECT_THROW(readEquationGroup("Equation Group {\nDefault Condition = +(1,\nStep {\nContent = 1\n}\n}\n"),
                  cInvalidEquationSyntax);
     cConfigurationGroup step("Step");
     EXPECT_EQ(nullptr, cEquationGroup::createEquationGroup(&step));
     EXPECT_EQ(nullptr, cEquationGroup::createEquationGroup(nullptr));
 }
 
-TEST(cEquationGroup, BadGroupsNameTheGroupTheStepAndTheFault)
+TEST_F(cEquationGroupTest, BadGroupsNameTheGroupTheStepAndTheFault)
 {
-    sActiveSymbols active;
     std::string const good = "Step {\nName = Ok\nContent = =(a, 1)\n}\n";
     auto failure = [&](std::string const& body)
-    { return failureOf([&] { readGroup("Equation Group {\nName = G\n" + good + body + "}\n"); }); };
+    { return failureOf([&] { readEquationGroup("Equation Group {\nName = G\n" + good + body + "}\n"); }); };
     std::string const bad = "cInvalidEquationGroup|cEquationGroup::";
     // The good step read before each fault must go with the half-made group.
     EXPECT_EQ(bad + "createEquationGroup|Invalid equation group \"E\": Equation Group Empty",
-              failureOf([] { readGroup("Equation Group {\nName = E\nBlock {\nName = S\n}\n}\n"); }));
+              failureOf([] { readEquationGroup("Equation Group {\nName = E\nBlock {\nName = S\n}\n}\n"); }));
     EXPECT_EQ(bad + "addStep|Invalid equation group \"G\", step \"S\": Missing step content",
               failure("Step {\nName = S\nContent =\n}\n"));
     EXPECT_EQ(bad + "addStep|Invalid equation group \"G\", step \"S\": Bad running condition",
@@ -123,15 +109,14 @@ TEST(cEquationGroup, BadGroupsNameTheGroupTheStepAndTheFault)
     EXPECT_EQ(0u, failure("Step {\nContent = +(a, unknown)\n}\n").rfind("cInvalidEquationSyntax|", 0));
 }
 
-TEST(cEquationGroup, StepsRunWhenTheirMaskSharesABitWithTheCondition)
+TEST_F(cEquationGroupTest, StepsRunWhenTheirMaskSharesABitWithTheCondition)
 {
-    sActiveSymbols active;
-    tGroupPtr group = readGroup("Equation Group {\nName = M\n"
-                                "Step {\nName = Never\nCondition = 0\nContent = =(a, +(a, 1))\n}\n"
-                                "Step {\nName = Two\nCondition = 2\nContent = =(b, +(b, 1))\n}\n"
-                                "Step {\nName = Any\nContent = =(c, +(c, 1))\n}\n}\n");
+    tGroupPtr group = readEquationGroup("Equation Group {\nName = M\n"
+                                        "Step {\nName = Never\nCondition = 0\nContent = =(a, +(a, 1))\n}\n"
+                                        "Step {\nName = Two\nCondition = 2\nContent = =(b, +(b, 1))\n}\n"
+                                        "Step {\nName = Any\nContent = =(c, +(c, 1))\n}\n}\n");
     EXPECT_TRUE(group->execute(3));
-    EXPECT_EQ("0 1 1 0 ", active.values());
+    EXPECT_EQ("0 1 1 0 ", values());
     {
         cRecordingTraceSink trace(4);
         EXPECT_TRUE(group->execute(1));
@@ -141,28 +126,28 @@ TEST(cEquationGroup, StepsRunWhenTheirMaskSharesABitWithTheCondition)
     }
     cRecordingTraceSink quiet(3);
     EXPECT_TRUE(group->execute(-1));
-    EXPECT_EQ("0 2 3 0 ", active.values());
+    EXPECT_EQ("0 2 3 0 ", values());
     EXPECT_TRUE(groupLines(quiet).empty());
 }
 
-TEST(cEquationGroup, FailingStepStopsTheGroupAndKeepsEarlierAssignments)
+TEST_F(cEquationGroupTest, FailingStepStopsTheGroupAndKeepsEarlierAssignments)
 {
-    sActiveSymbols active;
     // b is a guard in the first step; the second step fails when evaluated.
-    tGroupPtr group = readGroup("Equation Group {\nName = G\n"
-                                "Step {\nName = Check\nContent = =(a, 5)\nContent = b\nContent = =(c, 7)\n}\n"
-                                "Step {\nName = Broken\nContent = IF(a, 1)\n}\n"
-                                "Step {\nName = Later\nContent = =(d, 1)\n}\n}\n");
+    tGroupPtr group =
+        readEquationGroup("Equation Group {\nName = G\n"
+                          "Step {\nName = Check\nContent = =(a, 5)\nContent = b\nContent = =(c, 7)\n}\n"
+                          "Step {\nName = Broken\nContent = IF(a, 1)\n}\n"
+                          "Step {\nName = Later\nContent = =(d, 1)\n}\n}\n");
     {
         cRecordingTraceSink trace(1);
         EXPECT_FALSE(group->execute(-1));
         EXPECT_EQ((std::vector<std::string>{"EqGrp G, Step Check failed"}), groupLines(trace));
     }
-    EXPECT_EQ("5 0 0 0 ", active.values());
-    active.symbols.setVariableValue("b", 1.0);
+    EXPECT_EQ("5 0 0 0 ", values());
+    symbols.setVariableValue("b", 1.0);
     EXPECT_EQ(
         "cInvalidMathematicalFunctionParameter|cEquation::evaluate|Invalid operands of function \"IF\": "
         "\"IF\" operator needs three operands\nUnable to execute link \"Broken\" in equation group \"G\"",
         failureOf([&] { group->execute(-1); }));
-    EXPECT_EQ("5 1 7 0 ", active.values());
+    EXPECT_EQ("5 1 7 0 ", values());
 }

@@ -1,8 +1,7 @@
 #include "SimCore/cEquation.h"
 
 #include "SimCore/cParameter.h"
-#include "SimCore/cSymbolManager.h"
-#include "StoreKit/cConfigurationGroup.h"
+#include "tests/support/cParameterHelpers.h"
 #include "tests/support/cSimCoreFixture.h"
 #include "tests/support/cTestHelpers.h"
 
@@ -16,25 +15,11 @@ using tEquationPtr = std::unique_ptr<cEquation>;
 class cEquationTest : public cSimCoreFixture
 {
 protected:
-    // A float parameter registered under name, raw limits -100 and 100; the manager holds its link.
+    // A float variable of raw limits -100 and 100.
     static cParameter* addVariable(std::string const& name, std::string const& factor, std::string const& raw)
     {
-        cConfigurationGroup group("Parameter");
-        for (auto const& [key, value] : {std::pair<char const*, std::string>{"Name", name},
-                                         {"Float", "1"},
-                                         {"Conversion Factor", factor},
-                                         {"Raw Value", raw},
-                                         {"Minimum Value", "-100"},
-                                         {"Maximum Value", "100"},
-                                         {"Symbol Registered", "1"}})
-            group.addInformation(key, value);
-        return new cParameter(&group, "");
-    }
-    static double converted(cParameter const* p)
-    {
-        mpf_class value;
-        p->getConvertedValue(value);
-        return value.get_d();
+        return newVariable(name, "Conversion Factor = " + factor + "\nRaw Value = " + raw +
+                                     "\nMinimum Value = -100\nMaximum Value = 100\n");
     }
     static double valueOf(std::string const& text)
     {
@@ -74,17 +59,11 @@ protected:
 };
 } // namespace
 
-TEST_F(cEquationTest, BlankTextOrNoSymbolManagerGivesNoEquation)
+TEST_F(cEquationTest, BlankTextGivesNoEquationAndEachSyntaxErrorHasItsExactMessage)
 {
     EXPECT_EQ(nullptr, cEquation::createEquation(" \t\n "));
     // A carriage return is not white space in equations: it is looked up as a name.
     EXPECT_EQ("\r|\"\r\": unknown variable or constant name.\n", syntaxErrorOf("\r"));
-    myActiveSymbolManager = nullptr;
-    EXPECT_EQ(nullptr, cEquation::createEquation("+(1, 2)"));
-}
-
-TEST_F(cEquationTest, EachSyntaxErrorHasItsExactMessage)
-{
     addVariable("alpha", "1.0", "0");
     EXPECT_EQ("+(1, 2|\")\" expected.\n", syntaxErrorOf("  +(1, 2\t"));
     EXPECT_EQ("+(1, 2))|Too many \")\".\n", syntaxErrorOf("+(1, 2))"));
@@ -102,6 +81,8 @@ TEST_F(cEquationTest, EachSyntaxErrorHasItsExactMessage)
     EXPECT_EQ("nope|\"nope\": unknown variable or constant name.\n", syntaxErrorOf("+(1, *(2, nope))"));
     EXPECT_EQ("cInvalidEquationSyntax|cEquation::createEquation|Invalid equation \"+(1\": \")\" expected.\n",
               failureOf([] { delete cEquation::createEquation("+(1"); }));
+    myActiveSymbolManager = nullptr;
+    EXPECT_EQ(nullptr, cEquation::createEquation("+(1, 2)"));
 }
 
 TEST_F(cEquationTest, ConstantOperandsFoldIntoOneNodeWhoseTextIsTheValue)
@@ -150,7 +131,7 @@ TEST_F(cEquationTest, VariableOperandKeepsItsNodeAndFollowsTheParameter)
     EXPECT_EQ(x, twice->getOperand(1)->getVariable());
     // Read in converted units: raw 4 times factor 0.5.
     EXPECT_EQ(4.0, twice->evaluate().get_d());
-    x->setRawValue(mpf_class(10), false, true);
+    setLimited(x, mpf_class(10));
     EXPECT_EQ(10.0, twice->evaluate().get_d());
     EXPECT_TRUE(twice->containsVariable("x"));
     EXPECT_FALSE(twice->containsVariable("X"));
@@ -167,15 +148,15 @@ TEST_F(cEquationTest, AssignmentSetsEveryTargetInConvertedUnitsWithLimits)
     mpf_class raw;
     a->getRawValue(raw);
     EXPECT_EQ((std::vector<double>{5, 5, 10}),
-              (std::vector<double>{converted(a), converted(b), raw.get_d()}));
+              (std::vector<double>{convertedOf(a), convertedOf(b), raw.get_d()}));
     // The raw maximum of 100 is 50 in converted units.
     valueOf("=(a, 80)");
-    EXPECT_EQ(50.0, converted(a));
+    EXPECT_EQ(50.0, convertedOf(a));
 
     // Targets before the bad one stay assigned.
     tEquationPtr badTarget(cEquation::createEquation("=(a, 2, b, 7)"));
     EXPECT_EQ("=|Left operands of \"=\" must be variables", operandErrorOf(*badTarget));
-    EXPECT_EQ((std::vector<double>{7, 5}), (std::vector<double>{converted(a), converted(b)}));
+    EXPECT_EQ((std::vector<double>{7, 5}), (std::vector<double>{convertedOf(a), convertedOf(b)}));
     tEquationPtr lonely(cEquation::createEquation("=(a)"));
     EXPECT_EQ("=|\"=\" operator needs at least two operands", operandErrorOf(*lonely));
 }
@@ -187,10 +168,10 @@ TEST_F(cEquationTest, ConditionRunsOnlyTheChosenBranchAndNeedsThreeOperands)
     cParameter* b = addVariable("b", "1.0", "0");
     tEquationPtr choice(cEquation::createEquation("IF(flag, =(a, 1), =(b, 1))"));
     EXPECT_EQ(1.0, choice->evaluate().get_d());
-    EXPECT_EQ((std::vector<double>{0, 1}), (std::vector<double>{converted(a), converted(b)}));
-    flag->setRawValue(mpf_class(-0.5), false, true);
+    EXPECT_EQ((std::vector<double>{0, 1}), (std::vector<double>{convertedOf(a), convertedOf(b)}));
+    setLimited(flag, mpf_class(-0.5));
     choice->evaluate();
-    EXPECT_EQ(1.0, converted(a));
+    EXPECT_EQ(1.0, convertedOf(a));
     // It builds, and fails only when evaluated.
     tEquationPtr shortCondition(cEquation::createEquation("IF(flag, 1)"));
     EXPECT_EQ("IF|\"IF\" operator needs three operands", operandErrorOf(*shortCondition));

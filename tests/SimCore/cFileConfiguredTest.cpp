@@ -1,13 +1,11 @@
 #include "SimCore/cFileConfigured.h"
 
-#include "BaseKit/cKynException.h"
 #include "StoreKit/cCfgInputFile.h"
+#include "tests/support/cKitFixture.h"
+#include "tests/support/cParameterHelpers.h"
 #include "tests/support/cTestHelpers.h"
 
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 namespace
 {
@@ -18,31 +16,12 @@ public:
     using cFileConfigured::setConfiguration;
 };
 
-class cFileConfiguredTest : public ::testing::Test
-{
-protected:
-    void SetUp() override
-    {
-        std::string pattern =
-            (std::filesystem::temp_directory_path() / "cFileConfiguredTest-XXXXXX").string();
-        ASSERT_NE(nullptr, ::mkdtemp(pattern.data()));
-        m_dir = pattern + "/";
-    }
-    void TearDown() override { std::filesystem::remove_all(m_dir); }
-
-    std::string writeFile(std::string const& name, std::string const& content)
-    {
-        std::ofstream(m_dir + name) << content;
-        return m_dir + name;
-    }
-
-    std::string m_dir;
-};
+using cFileConfiguredTest = cKitFixture;
 } // namespace
 
-TEST_F(cFileConfiguredTest, OpeningReadsTheFileAndAnEmptyPathLeavesNone)
+TEST_F(cFileConfiguredTest, OpeningReadsTheFileAndAFailedOrEmptyPathLeavesNone)
 {
-    std::string const path = writeFile("unit.cfg", "Name = Front\nChannels {\n    Count = 2\n}\n");
+    std::string const path = writeFile(tempPath("unit.cfg"), "Name = Front\n");
     cConfiguredObject object;
     object.setConfiguration(path);
     cCfgInputFile* file = object.getConfigurationFile();
@@ -52,38 +31,30 @@ TEST_F(cFileConfiguredTest, OpeningReadsTheFileAndAnEmptyPathLeavesNone)
     std::string name;
     EXPECT_EQ(1, file->getTopGroup()->findItem("", "Name", name, true));
     EXPECT_EQ("Front", name);
-
     object.setConfiguration(std::string());
     EXPECT_EQ(nullptr, object.getConfigurationFile());
-}
 
-TEST_F(cFileConfiguredTest, FailedOpeningNamesTheFileAndKeepsNoFile)
-{
-    cConfiguredObject object;
-    object.setConfiguration(writeFile("good.cfg", "Name = Good\n"));
-    std::string const missing = m_dir + "missing.cfg";
+    // A failure names the file; the earlier file went before the new one was tried.
+    object.setConfiguration(path);
+    std::string const missing = tempPath("missing.cfg");
     EXPECT_EQ("cFstreamOpenException|cCfgInputFile::open|Unable to open file: " + missing +
                   "\nFile: " + missing,
               failureOf([&] { object.setConfiguration(missing); }));
-    // The earlier file went before the new one was tried.
     EXPECT_EQ(nullptr, object.getConfigurationFile());
-
-    std::string const broken = writeFile("broken.cfg", "Group {\nName = x\n");
+    std::string const broken = writeFile(tempPath("broken.cfg"), "Group {\nName = x\n");
     std::string const text = failureOf([&] { object.setConfiguration(broken); });
     EXPECT_EQ("\nFile: " + broken, text.substr(text.size() - broken.size() - 7));
     EXPECT_EQ(nullptr, object.getConfigurationFile());
 }
 
+// The sanitizer run reports a replaced file that is not deleted, or the held one deleted when adopted again.
 TEST_F(cFileConfiguredTest, AdoptedFileReplacesTheHeldOne)
 {
     cConfiguredObject object;
     cCfgInputFile* first = cCfgInputFile::createFile("first.cfg", cCfgInputFile::writeMode, "Unit", false);
     object.setConfiguration(first);
-    EXPECT_EQ(first, object.getConfigurationFile());
-    // Adopting the held file again must not delete it.
     object.setConfiguration(first);
     EXPECT_EQ("first.cfg", object.getConfigurationFile()->getFileName());
-    // The first file is deleted here; the sanitizer run would report it otherwise.
     cCfgInputFile* second = cCfgInputFile::createFile("second.cfg", cCfgInputFile::writeMode, "Unit", false);
     object.setConfiguration(second);
     EXPECT_EQ(second, object.getConfigurationFile());

@@ -1,9 +1,8 @@
 #include "SimCore/cParameterMgr.h"
 
-#include "SimCore/cSymbolManager.h"
-#include "StoreKit/cConfigurationReader.h"
 #include "StoreKit/cConfigurationWriter.h"
-#include "tests/support/cRecordingSinks.h"
+#include "tests/support/cParameterHelpers.h"
+#include "tests/support/cSimCoreFixture.h"
 #include "tests/support/cTestHelpers.h"
 
 #include <gtest/gtest.h>
@@ -12,15 +11,6 @@
 
 namespace
 {
-// The globals the elements need, reset when the test ends; elements made later go first.
-struct sEnvironment
-{
-    sEnvironment() { (myActiveSymbolManager = &symbols)->setConfiguration(""); }
-    ~sEnvironment() { myActiveSymbolManager = nullptr; }
-    cRecordingMessageSink messages;
-    cSymbolManager symbols;
-};
-
 std::vector<std::string> g_events;
 cGraph const* const kGraph = reinterpret_cast<cGraph const*>(0x1000); // never dereferenced
 
@@ -65,18 +55,17 @@ std::string names(cItemMgr const& list)
 }
 cConfigurationGroup read(std::string const& text)
 {
-    cConfigurationGroup group("Parameters List");
-    cConfigurationReader::read(text, "list.cfg", group);
-    return group;
+    return readGroup(text, "Parameters List");
 }
 std::string registered(std::string const& name, std::string const& registrationName)
 {
     return "Parameter {\nName = " + name +
            "\nSymbol Registered = 1\nRegistration Name = " + registrationName + "\n}\n";
 }
+using cParameterMgrTest = cSimCoreFixture;
 } // namespace
 
-TEST(cParameterMgr, ListKeepsOrderCountsLinksAndReportsMisuse)
+TEST_F(cParameterMgrTest, ListKeepsOrderCountsLinksAndReportsMisuse)
 {
     cItemMgr list("Parameter", "Parameters List"), other("Parameter", "Parameters List");
     unsigned int i = 77;
@@ -113,19 +102,14 @@ TEST(cParameterMgr, ListKeepsOrderCountsLinksAndReportsMisuse)
               failureOf([&] { list.getParameter("D"); }));
 }
 
-TEST(cParameterMgr, BuildFileAndLoadParameterRoundTripThroughText)
+TEST_F(cParameterMgrTest, BuildFileAndLoadParameterRoundTripThroughText)
 {
-    sEnvironment environment;
-    std::string const file = registered("Speed", "speed") + "Criterion {\nName = Skipped\n}\n" + "Group {\n" +
-                             registered("Nested", "nested") + "}\nParameter {\nName = Gain\n}\n";
     int const mask = (1 << 15) | (1 << 16); // the registration keys
-    std::string const listText = "Parameters List {\n    Parameter {\n        Name = Speed\n"
-                                 "        Symbol Registered = 1\n        Registration Name = speed\n    }\n"
-                                 "    Parameter {\n        Name = Gain\n    }\n}\n";
+    std::string const listText = readText(SIMCORE_TEST_DATA_DIR "SimCore/parameters/list-written.cfg");
     cConfigurationGroup saved;
     {
         cItemMgr list("Parameter", "Parameters List"), criteria("Criterion", "Criteria List");
-        cConfigurationGroup source = read(file);
+        cConfigurationGroup source = read(readText(SIMCORE_TEST_DATA_DIR "SimCore/parameters/list.cfg"));
         list.loadParameter(&source, "Front unit");
         list.loadParameter(nullptr, "Front unit");
         EXPECT_EQ("Speed Gain", names(list));
@@ -144,9 +128,8 @@ TEST(cParameterMgr, BuildFileAndLoadParameterRoundTripThroughText)
     EXPECT_EQ(listText, cConfigurationWriter::write(again, nullptr));
 }
 
-TEST(cParameterMgr, ReloadingMustOfferTheSameRegisteredSymbols)
+TEST_F(cParameterMgrTest, ReloadingMustOfferTheSameRegisteredSymbols)
 {
-    sEnvironment environment;
     cItemMgr list("Parameter", "Parameters List");
     auto check = [](cItemMgr& mgr, std::string const& text)
     {
@@ -182,7 +165,7 @@ TEST(cParameterMgr, ReloadingMustOfferTheSameRegisteredSymbols)
         check(criteria, "Criterion {\nName = Hit\nSymbol Registered = 1\nRegistration Name = hit\n}\n"));
 }
 
-TEST(cParameterMgr, GraphManagerPassesEveryEventToTheElementsInListOrder)
+TEST_F(cParameterMgrTest, GraphManagerPassesEveryEventToTheElementsInListOrder)
 {
     g_events.clear();
     cItemMgr graphs("Criterion", "Criteria List");

@@ -1,12 +1,11 @@
 #include "SimCore/cParameter.h"
 
 #include "BaseKit/cKynException.h"
-#include "SimCore/cComputationManager.h"
 #include "SimCore/cEquation.h"
-#include "SimCore/cSymbolManager.h"
-#include "StoreKit/cConfigurationGroup.h"
-#include "StoreKit/cConfigurationReader.h"
-#include "tests/support/cRecordingSinks.h"
+#include "StoreKit/cConfigurationWriter.h"
+#include "tests/support/cParameterHelpers.h"
+#include "tests/support/cSimCoreFixture.h"
+#include "tests/support/cTestHelpers.h"
 
 #include <gtest/gtest.h>
 #include <memory>
@@ -30,23 +29,7 @@ struct sReleaseParameter
     void operator()(cParameter* p) const { cParameter::deleteInstance(p); }
 };
 using tParameterPtr = std::unique_ptr<cTestParameter, sReleaseParameter>;
-
-class cIdleComputationManager : public cComputationManager
-{
-public:
-    bool ProcessMessage(unsigned int message, cMessage* data) override
-    {
-        delete data;
-        return message == QUIT_MSG;
-    }
-};
-
-cConfigurationGroup readGroup(std::string const& text)
-{
-    cConfigurationGroup group("Parameter");
-    cConfigurationReader::read(text, "parameter.cfg", group);
-    return group;
-}
+using tTexts = std::vector<std::string>;
 
 // Builds a parameter from the text of its group; a registered one also gets the caller's link,
 // so that the symbol manager, which holds the other, outlives it safely.
@@ -59,82 +42,42 @@ tParameterPtr load(std::string const& text)
     return p;
 }
 
-mpf_class raw(cParameter const& p)
-{
-    mpf_class value;
-    p.getRawValue(value);
-    return value;
-}
-
 std::string rawText(cParameter const& p, bool isHex, bool noDecimals = false)
 {
     std::string text;
     p.getRawValue(text, isHex, noDecimals);
     return text;
 }
-
-// "key=value" of every item of the group, in order.
-std::vector<std::string> itemsOf(cConfigurationGroup const& group)
+// setRawValue from hexadecimal text, clamped, without an update of the linked symbols.
+bool setHex(cParameter* p, std::string const& text)
 {
-    std::vector<std::string> items;
-    for (auto const& item : group.getInformationRange())
-        items.push_back(item.key + "=" + item.value);
-    return items;
+    return p->setRawValue(text, /*isHex=*/true, /*update=*/false, /*applyLimits=*/true);
 }
 
-template <typename Exception> Exception loadFailure(std::string const& text)
-{
-    try
-    {
-        load(text);
-    }
-    catch (Exception const& e)
-    {
-        return e;
-    }
-    throw std::runtime_error("no exception for:\n" + text);
-}
+using cParameterTest = cSimCoreFixture;
 } // namespace
-
-class cParameterTest : public ::testing::Test
-{
-protected:
-    void SetUp() override
-    {
-        myActiveSymbolManager = new cSymbolManager;
-        myActiveSymbolManager->setConfiguration("");
-    }
-    void TearDown() override
-    {
-        delete myActiveSymbolManager;
-        myActiveSymbolManager = nullptr;
-        myActiveComputationManager = nullptr;
-    }
-
-    cRecordingMessageSink messages;
-};
 
 TEST_F(cParameterTest, WholeValuesRoundHalvesAwayFromZeroAndAgainAfterAFractionalLimit)
 {
     tParameterPtr p(new cTestParameter());
-    EXPECT_TRUE(p->setRawValue(mpf_class(-2.5), false, true));
-    EXPECT_EQ(-3, raw(*p));
-    p->setRawValue(mpf_class(2.5), false, true);
-    EXPECT_EQ(3, raw(*p));
+    EXPECT_TRUE(setLimited(p.get(), mpf_class(-2.5)));
+    EXPECT_EQ(-3, rawOf(p.get()));
+    setLimited(p.get(), mpf_class(2.5));
+    EXPECT_EQ(3, rawOf(p.get()));
     p->setMaximumValue(mpf_class(10.4));
-    EXPECT_TRUE(p->setRawValue(11, false, true));
-    EXPECT_EQ(10, raw(*p));
-    EXPECT_FALSE(p->setRawValue(mpf_class(9.6), false, true)) << "9.6 rounds to the stored 10";
+    EXPECT_TRUE(setLimited(p.get(), 11));
+    EXPECT_EQ(10, rawOf(p.get()));
+    EXPECT_FALSE(setLimited(p.get(), mpf_class(9.6))) << "9.6 rounds to the stored 10";
     // Unchecked limits: setRawValue applies the maximum first, checkFormat the minimum first.
     p->setMinimumValue(mpf_class(5));
     p->setMaximumValue(mpf_class(3));
-    p->setRawValue(4, false, true);
-    EXPECT_EQ(5, raw(*p));
+    setLimited(p.get(), 4);
+    EXPECT_EQ(5, rawOf(p.get()));
     EXPECT_EQ(3, p->checkFormat(mpf_class(4)));
     EXPECT_TRUE(messages.entries().empty()) << "new values are clamped without a question";
     tParameterPtr f = load("Name = f\nFloat = 1\n");
-    f->setRawValue(mpf_class(2.5), false, true);
-    EXPECT_EQ(2.5, raw(*f));
+    setLimited(f.get(), mpf_class(2.5));
+    EXPECT_EQ(2.5, rawOf(f.get()));
 }
 
 TEST_F(cParameterTest, IntegerReadsRoundThroughDoublesUpTo32BitsAndInGmpFor64Bits)
@@ -147,13 +90,13 @@ TEST_F(cParameterTest, IntegerReadsRoundThroughDoublesUpTo32BitsAndInGmpFor64Bit
     p->getRawValue(i), p->getRawValue(c), p->getRawValue(ll), p->getRawValue(b);
     EXPECT_EQ((std::vector<long long>{-3, -3, -3, 1}), (std::vector<long long>{i, c, ll, b}));
     // 2^53 + 1 has no double: the 64-bit reads keep it, the narrower path loses the last unit.
-    p->setRawValue(9007199254740993LL, false, false);
+    setUnlimited(p.get(), 9007199254740993LL);
     long l = 0;
     p->getRawValue(ll), p->getRawValue(l);
     EXPECT_EQ(9007199254740993LL, ll);
     EXPECT_EQ(9007199254740992L, l);
     unsigned long long ull = 0;
-    p->setRawValue(18446744073709551615ULL, false, false);
+    setUnlimited(p.get(), 18446744073709551615ULL);
     p->getRawValue(ull);
     EXPECT_EQ(18446744073709551615ULL, ull);
 }
@@ -169,7 +112,7 @@ public:
         int answer = cRecordingMessageSink::askYesNo(text, defaultAnswer);
         if (target != nullptr)
         {
-            innerChanged = target->setRawValue(20, false, true);
+            innerChanged = setLimited(target, 20);
             target->getRawValue(innerValue);
         }
         return answer;
@@ -185,11 +128,11 @@ TEST_F(cParameterTest, StoredValueOutsideTheLimitsAsksOnceForTheClosestLimit)
     tParameterPtr p = load("Name = speed\nMinimum Value = 0\nMaximum Value = 10\n");
     cReenteringSink sink;
     sink.scriptAnswers({kIdNo, kIdYes, kIdYes});
-    p->setRawValue(20, false, false);
-    EXPECT_FALSE(p->setRawValue(20, false, true));
-    EXPECT_EQ(20, raw(*p)) << "No keeps the value out of range";
-    EXPECT_TRUE(p->setRawValue(20, false, true));
-    EXPECT_EQ(10, raw(*p)) << "Yes moves it to the closest limit";
+    setUnlimited(p.get(), 20);
+    EXPECT_FALSE(setLimited(p.get(), 20));
+    EXPECT_EQ(20, rawOf(p.get())) << "No keeps the value out of range";
+    EXPECT_TRUE(setLimited(p.get(), 20));
+    EXPECT_EQ(10, rawOf(p.get())) << "Yes moves it to the closest limit";
     auto entries = sink.entries();
     ASSERT_EQ(2u, entries.size());
     EXPECT_EQ("Value of speed is outside (min, max) range.\n\nDo you want to set it to the closest limit?",
@@ -198,15 +141,15 @@ TEST_F(cParameterTest, StoredValueOutsideTheLimitsAsksOnceForTheClosestLimit)
 
     // Re-entered while open: no second box, nothing changes inside, and the guard is cleared.
     sink.target = p.get();
-    p->setRawValue(20, false, false);
-    EXPECT_TRUE(p->setRawValue(20, false, true));
+    setUnlimited(p.get(), 20);
+    EXPECT_TRUE(setLimited(p.get(), 20));
     EXPECT_FALSE(sink.innerChanged);
     EXPECT_EQ(20, sink.innerValue);
-    EXPECT_EQ(10, raw(*p));
+    EXPECT_EQ(10, rawOf(p.get()));
     EXPECT_EQ(3u, sink.entries().size());
     sink.target = nullptr;
-    p->setRawValue(20, false, false);
-    p->setRawValue(20, false, true);
+    setUnlimited(p.get(), 20);
+    setLimited(p.get(), 20);
     EXPECT_EQ(4u, sink.entries().size());
 }
 
@@ -231,10 +174,10 @@ TEST_F(cParameterTest, HexadecimalTextRoundTripsAtEveryWidthBoundary)
         SCOPED_TRACE(std::string(c[0]) + " .. " + c[1]);
         tParameterPtr p = load(std::string("Name = h\nMinimum Value = ") + c[0] +
                                "\nMaximum Value = " + c[1] + "\nRaw Value = " + c[2] + "\n");
-        EXPECT_EQ(c[3], rawText(*p, true));
-        p->setRawValue(0, false, true);
-        EXPECT_TRUE(p->setRawValue(std::string(c[3]), true, false, true));
-        EXPECT_EQ(mpf_class(c[2]), raw(*p));
+        EXPECT_EQ(c[3], rawText(*p, /*isHex=*/true));
+        setLimited(p.get(), 0);
+        EXPECT_TRUE(setHex(p.get(), std::string(c[3])));
+        EXPECT_EQ(mpf_class(c[2]), rawOf(p.get()));
     }
 }
 
@@ -243,28 +186,28 @@ TEST_F(cParameterTest, HexadecimalPrefixesAndTheWidthAsymmetryOfTheLimits)
     tParameterPtr p = load("Name = h\nMinimum Value = 0\nMaximum Value = 255\n");
     for (std::string text : {"0xC8", "0Xc8"})
     {
-        p->setRawValue(0, false, true);
-        EXPECT_TRUE(p->setRawValue(text, true, false, true));
-        EXPECT_EQ(200, raw(*p));
+        setLimited(p.get(), 0);
+        EXPECT_TRUE(setHex(p.get(), text));
+        EXPECT_EQ(200, rawOf(p.get()));
     }
-    EXPECT_THROW(p->setRawValue(std::string("0x"), true, false, true), cGenericException);
+    EXPECT_THROW(setHex(p.get(), std::string("0x")), cGenericException);
     // The stored text of a value outside the limits asks once; No leaves before any read.
-    p->setRawValue(300, false, false);
+    setUnlimited(p.get(), 300);
     messages.scriptAnswers({kIdNo});
-    EXPECT_FALSE(p->setRawValue(std::string("012C"), true, false, true));
-    EXPECT_EQ(300, raw(*p));
+    EXPECT_FALSE(setHex(p.get(), std::string("012C")));
+    EXPECT_EQ(300, rawOf(p.get()));
     EXPECT_EQ(1u, messages.entries().size());
 
     // The raw value takes the sign rule (2 bytes below -128); limits and default the range alone.
     tParameterPtr s =
         load("Name = s\nMinimum Value = -200\nMaximum Value = 0\nDefault = -5\nRaw Value = 0\n");
     std::string maximum, defaultText;
-    s->getMaximumValue(maximum, true, false);
-    s->getDefaultValue(defaultText, true, false);
+    s->getMaximumValue(maximum, /*isHex=*/true, /*noDecimals=*/false);
+    s->getDefaultValue(defaultText, /*isHex=*/true, /*noDecimals=*/false);
     EXPECT_EQ((std::vector<std::string>{"00", "0000", "FB"}),
-              (std::vector<std::string>{maximum, rawText(*s, true), defaultText}));
-    EXPECT_TRUE(s->setRawValue(std::string("FFFB"), true, false, true));
-    EXPECT_EQ(-5, raw(*s));
+              (std::vector<std::string>{maximum, rawText(*s, /*isHex=*/true), defaultText}));
+    EXPECT_TRUE(setHex(s.get(), std::string("FFFB")));
+    EXPECT_EQ(-5, rawOf(s.get()));
 }
 
 TEST_F(cParameterTest, RawDecimalsFollowTheConversionFactor)
@@ -281,7 +224,8 @@ TEST_F(cParameterTest, RawDecimalsFollowTheConversionFactor)
         std::string converted;
         p->getConvertedValue(converted);
         EXPECT_EQ((std::vector<std::string>{c[1], "3", c[2]}),
-                  (std::vector<std::string>{rawText(*p, false), rawText(*p, false, true), converted}));
+                  (std::vector<std::string>{rawText(*p, /*isHex=*/false),
+                                            rawText(*p, /*isHex=*/false, /*noDecimals=*/true), converted}));
     }
 }
 
@@ -292,34 +236,27 @@ TEST_F(cParameterTest, ConversionsEvaluateAFactorThatNamesAnotherParameterAtEver
     mpf_class converted;
     p->getConvertedValue(converted);
     EXPECT_EQ(12, converted);
-    gain->setConvertedValue(mpf_class(0.5), false, true);
+    gain->setConvertedValue(mpf_class(0.5), /*update=*/false, /*applyLimits=*/true);
     long long whole = 0;
     p->getConvertedValue(whole);
     EXPECT_EQ(1, whole) << "1.5 with no rounding of its own";
     EXPECT_EQ(50, p->getConvertedMaximumValue());
-    p->setConvertedValue(std::string("1.75"), false, true);
-    EXPECT_EQ(4, raw(*p)) << "3.5 raw rounds away from zero";
-    gain->setConvertedValue(mpf_class(0), false, true);
-    EXPECT_THROW(p->setConvertedValue(mpf_class(1), false, true), cInvalidConversionFactorException);
+    p->setConvertedValue(std::string("1.75"), /*update=*/false, /*applyLimits=*/true);
+    EXPECT_EQ(4, rawOf(p.get())) << "3.5 raw rounds away from zero";
+    gain->setConvertedValue(mpf_class(0), /*update=*/false, /*applyLimits=*/true);
+    EXPECT_THROW(p->setConvertedValue(mpf_class(1), /*update=*/false, /*applyLimits=*/true),
+                 cInvalidConversionFactorException);
 }
 
 TEST_F(cParameterTest, ReadWrittenWithEveryKeyAndReadAgainGivesTheSameParameter)
 {
-    tParameterPtr first =
-        load("Name = threshold\nDescription = Firing threshold\nUnit = g\n"
-             "Convertion Factor = 0.25\nMaximum Value = *(4, 100)\nMinimum Value = -8\n"
-             "Default = +(1, 2)\nPrecision = 3\nUser Rights = Expert\nConverted Value = 2.5\n"
-             "Symbol Registered = 1\nRegistration Name = alpha\nCondition = 3\n");
-    EXPECT_EQ(10, raw(*first));
+    tParameterPtr first = load(readText(SIMCORE_TEST_DATA_DIR "SimCore/parameters/threshold.cfg"));
+    EXPECT_EQ(10, rawOf(first.get()));
     EXPECT_EQ(first.get(), myActiveSymbolManager->getVariablePtr("alpha"));
     cConfigurationGroup written("Parameter");
     first->buildFile(&written, -1);
-    EXPECT_EQ((std::vector<std::string>{"Name=threshold", "Float=0", "Converted Value=2.500",
-                                        "Raw Value=10.0000", "Description=Firing threshold", "Unit=g",
-                                        "Default=3.0000", "Conversion Factor=0.25", "Minimum Value=-8.0000",
-                                        "Maximum Value=400.0000", "Precision=3", "User Rights=Expert",
-                                        "Symbol Registered=1", "Registration Name=alpha", "Condition=3"}),
-              itemsOf(written));
+    EXPECT_EQ(readText(SIMCORE_TEST_DATA_DIR "SimCore/parameters/threshold-written.cfg"),
+              cConfigurationWriter::write(written, nullptr));
     written.replaceString("alpha", "beta");
     tParameterPtr second(new cTestParameter(&written, "owner"));
     second->createLink();
@@ -338,54 +275,62 @@ TEST_F(cParameterTest, ReadWrittenWithEveryKeyAndReadAgainGivesTheSameParameter)
 
 TEST_F(cParameterTest, LoadFailuresReportTheirTextAndLineAndLeaveNothingRegistered)
 {
-    auto badFactor = loadFailure<cInvalidSymbolDefinition>("Name = p\nUnit = g\nConversion Factor = +(1,\n");
-    // The equation's own failure is kept in the text.
-    EXPECT_EQ("Invalid definition of \"Conversion Factor\" (\"+(1,\"): Conversion factor is not correct.\n"
-              "Invalid equation \"+(1,\": \")\" expected.\nLine: 3\n",
-              std::string(badFactor.what()));
-    EXPECT_EQ("SimCore/cParameter", badFactor.getSourceFile());
-    EXPECT_EQ("cParameter::setConfiguration", badFactor.getFunction());
-    // An empty factor under the old spelling: its line is found under that spelling.
-    auto emptyFactor = loadFailure<cInvalidSymbolDefinition>("Name = p\n\nConvertion Factor =\n");
-    EXPECT_EQ(
-        "Invalid definition of \"Conversion Factor\" (\"\"): Conversion factor is not correct.\n"
-        "Missing key \"Conversion Factor\".\nThe conversion factor of parameter \"p\" is empty.\nLine: 3\n",
-        std::string(emptyFactor.what()));
-    auto zero = loadFailure<cInvalidConversionFactorException>("Name = p\nConversion Factor = -(2, 2)\n");
-    EXPECT_EQ("Invalid conversion factor 0.\nLine: 0\n", std::string(zero.what()));
-    auto minMax = loadFailure<cMinMaxException>("Name = p\nMaximum Value = 3\n\nMinimum Value = 5\n");
-    EXPECT_EQ("The maximum of \"p\" is below its minimum (minimum 5, maximum 3).\nError at line number: 4\n",
-              std::string(minMax.what()));
-    EXPECT_NO_THROW(load("Name = p\nMaximum Value = 3\nMinimum Value = 3\n"));
-    loadFailure<cMissingItem>("Unit = g\n");
-    auto taken =
-        loadFailure<cInvalidSymbolDefinition>("Name = p\nSymbol Registered = 1\nRegistration Name = BLACK");
-    EXPECT_EQ("The variable name \"BLACK\" is already defined as constant", taken.getThird());
-    // The condition is read before registering, so its failure leaves no entry behind.
-    loadFailure<cInvalidEquationSyntax>("Name = late\nSymbol Registered = 1\nCondition = nothing_known\n");
+    // The equation's own failure is kept in the text; an empty factor's line is found under the old
+    // spelling it was given with. The condition is read before registering, so that its failure
+    // leaves no entry behind.
+    std::vector<std::pair<std::string, std::string>> const cases = {
+        {"Name = p\nUnit = g\nConversion Factor = +(1,\n",
+         "cInvalidSymbolDefinition|cParameter::setConfiguration|Invalid definition of \"Conversion Factor\" "
+         "(\"+(1,\"): "
+         "Conversion factor is not correct.\nInvalid equation \"+(1,\": \")\" expected.\nLine: 3\n"},
+        {"Name = p\n\nConvertion Factor =\n", "cInvalidSymbolDefinition|cParameter::setConfiguration|Invalid "
+                                              "definition of \"Conversion Factor\" (\"\"): "
+                                              "Conversion factor is not correct.\nMissing key \"Conversion "
+                                              "Factor\".\nThe conversion factor of parameter "
+                                              "\"p\" is empty.\nLine: 3\n"},
+        {"Name = p\nConversion Factor = -(2, 2)\n",
+         "cInvalidConversionFactorException|cParameter::setConfiguration|Invalid conversion factor 0.\nLine: "
+         "0\n"},
+        {"Name = p\nMaximum Value = 3\n\nMinimum Value = 5\n",
+         "cMinMaxException|cParameter::setConfiguration|The maximum of \"p\" is below its minimum (minimum "
+         "5, "
+         "maximum 3).\nError at line number: 4\n"},
+        {"Unit = g\n",
+         "cMissingItem|cConfigurationGroup::findItem|Missing key \"Name\".\nIn group \"Parameter\" of file "
+         "\"test.cfg\"."},
+        {"Name = p\nSymbol Registered = 1\nRegistration Name = BLACK",
+         "cInvalidSymbolDefinition|cSymbolManager::registerVariableSymbol|Invalid definition of \"BLACK\" "
+         "(\"\"): "
+         "The variable name \"BLACK\" is already defined as constant"},
+        {"Name = late\nSymbol Registered = 1\nCondition = nothing_known\n",
+         "cInvalidEquationSyntax|cEquation::createEquation|Invalid equation \"nothing_known\": "
+         "\"nothing_known\": "
+         "unknown variable or constant name.\n"}};
+    for (auto const& [text, expected] : cases)
+        EXPECT_EQ(expected, failureOf([&] { load(text); })) << text;
     EXPECT_EQ(nullptr, myActiveSymbolManager->getVariablePtr("late"));
+    EXPECT_NO_THROW(load("Name = p\nMaximum Value = 3\nMinimum Value = 3\n"));
 }
 
 TEST_F(cParameterTest, ChangesAreSentToTheHostOnlyWhenNoComputationRuns)
 {
     tParameterPtr p = load("Name = p\n");
-    cRecordingHostWindow window;
-    p->setRawValue(1, false, true);
+    setLimited(p.get(), 1);
     EXPECT_TRUE(window.messages().empty()) << "no computation manager";
     cIdleComputationManager manager;
     myActiveComputationManager = &manager;
-    p->setRawValue(2, false, true);
-    p->setRawValue(2, true, true);
+    setLimited(p.get(), 2);
+    p->setRawValue(2, /*update=*/true, /*applyLimits=*/true);
     ASSERT_EQ(1u, window.messages().size()) << "an unchanged value is not announced";
     auto message = window.messages()[0];
     EXPECT_EQ(
         (std::vector<uint64_t>{1, 0x9E3, 0, 0}),
         (std::vector<uint64_t>{message.sent, message.message, message.wParam, uint64_t(message.lParam)}));
     manager.setComputationsState(computationsRunning);
-    p->setRawValue(3, false, true);
+    setLimited(p.get(), 3);
     manager.setComputationsState(computationsFinished);
     IHostWindow* registered = setMainWndH(nullptr);
-    p->setRawValue(4, false, true);
+    setLimited(p.get(), 4);
     setMainWndH(registered);
     EXPECT_EQ(1u, window.messages().size()) << "nothing while running, nothing without a window";
 }
@@ -397,9 +342,9 @@ TEST_F(cParameterTest, ChangesAndLinkedUpdatesAreTracedAboveLevelThree)
     EXPECT_EQ((std::vector<int>{-1, 0, 2}),
               (std::vector<int>{linked->condition(), silent->condition(), linked->getLinksNumber()}));
     cRecordingTraceSink trace(4);
-    linked->setRawValue(1, true, true);
-    linked->setRawValue(2, false, true);
-    silent->setRawValue(1, true, true);
+    linked->setRawValue(1, /*update=*/true, /*applyLimits=*/true);
+    setLimited(linked.get(), 2);
+    silent->setRawValue(1, /*update=*/true, /*applyLimits=*/true);
     EXPECT_EQ((std::vector<std::string>{"Updating dependencies of parameter linked (Old Value = 0.000000)",
                                         "Value of parameter linked changed from 0.000000 to 1.000000",
                                         "Value of parameter linked changed from 1.000000 to 2.000000",
@@ -447,9 +392,9 @@ TEST_F(cParameterTest, DetachedCopyOwnsItsFactorWhileTheMemberCopySharesIt)
     tParameterPtr copy(new cTestParameter(static_cast<cParameter*>(source.get())));
     EXPECT_NE(source->getConversionFactorParameter(), copy->getConversionFactorParameter());
     EXPECT_EQ("*(gain,0.5)", copy->getConversionFactorParameter()->buildEquationString());
-    EXPECT_EQ(
-        (std::vector<std::string>{"p", "p", "9"}),
-        (std::vector<std::string>{copy->getLongName(), copy->getFullPath(), rawText(*copy, false, true)}));
+    EXPECT_EQ((std::vector<std::string>{"p", "p", "9"}),
+              (std::vector<std::string>{copy->getLongName(), copy->getFullPath(),
+                                        rawText(*copy, /*isHex=*/false, /*noDecimals=*/true)}));
     EXPECT_EQ(1, copy->getNecessaryUserRights());
     source.reset();
     EXPECT_EQ(50, copy->getConvertedMaximumValue()) << "the copy's factor outlives the source";

@@ -3,64 +3,29 @@
 #include "SimCore/cEquation.h"
 #include "SimCore/cEquationGroup.h"
 #include "SimCore/cParameter.h"
-#include "StoreKit/cConfigurationGroup.h"
-#include "tests/support/cRecordingSinks.h"
+#include "tests/support/cParameterHelpers.h"
+#include "tests/support/cSimCoreFixture.h"
 #include "tests/support/cTestHelpers.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <memory>
-#include <stdlib.h>
 
 namespace
 {
-class cSymbolManagerTest : public ::testing::Test
+class cSymbolManagerTest : public cSimCoreFixture
 {
 protected:
-    void SetUp() override
-    {
-        std::string pattern = (std::filesystem::temp_directory_path() / "cSymbolManagerTest-XXXXXX").string();
-        ASSERT_NE(nullptr, ::mkdtemp(pattern.data()));
-        m_dir = pattern + "/";
-        m_symbols = std::make_unique<cSymbolManager>();
-        myActiveSymbolManager = m_symbols.get();
-    }
-    void TearDown() override
-    {
-        myActiveSymbolManager = nullptr;
-        m_symbols.reset();
-        std::filesystem::remove_all(m_dir);
-    }
-
-    std::string writeFile(std::string const& name, std::string const& content)
-    {
-        std::ofstream(m_dir + name) << content;
-        return m_dir + name;
-    }
     // A float parameter with factor 2, raw maximum 10 and raw value 1.
     static cParameter* makeParameter(std::string const& name, bool registered)
     {
-        cConfigurationGroup group("Parameter");
-        group.addInformation("Name", name);
-        group.addInformation("Float", true);
-        group.addInformation("Conversion Factor", "2");
-        group.addInformation("Maximum Value", "10");
-        group.addInformation("Raw Value", "1");
-        group.addInformation("Symbol Registered", registered);
-        return new cParameter(&group, "");
-    }
-    static double converted(cParameter const* p)
-    {
-        mpf_class value;
-        p->getConvertedValue(value);
-        return value.get_d();
+        return newVariable(name, std::string("Conversion Factor = 2\nMaximum Value = 10\nRaw Value = 1\n") +
+                                     (registered ? "" : "Symbol Registered = 0\n"));
     }
     double constantOf(std::string const& text, bool allowExpression)
     {
         mpf_class value(-99);
-        EXPECT_TRUE(m_symbols->getConstantValue(text, value, allowExpression)) << text;
+        EXPECT_TRUE(symbols.getConstantValue(text, value, allowExpression)) << text;
         return value.get_d();
     }
     // "name|definition|message" of a symbol definition failure, or "none".
@@ -76,18 +41,13 @@ protected:
         }
         return "none";
     }
-
-    cRecordingMessageSink m_messages;
-    cRecordingHostWindow m_window;
-    std::string m_dir;
-    std::unique_ptr<cSymbolManager> m_symbols;
 };
 } // namespace
 
 TEST_F(cSymbolManagerTest, ConfigurationClearsThenDefinesFunctionsAndColoursInOrder)
 {
     cRecordingTraceSink trace(3);
-    m_symbols->setConfiguration("");
+    symbols.setConfiguration("");
     std::vector<std::string> const texts = trace.texts();
     ASSERT_EQ(5u + 18u + 36u, texts.size());
     EXPECT_EQ(
@@ -95,41 +55,39 @@ TEST_F(cSymbolManagerTest, ConfigurationClearsThenDefinesFunctionsAndColoursInOr
                                   "All variable definitions cleared", "Internal variables deleted",
                                   "All equation group definitions cleared"}),
         std::vector<std::string>(texts.begin(), texts.begin() + 5));
-    for (unsigned int i = 0; i < g_mathematicalFunctions.size(); ++i)
-        EXPECT_EQ(std::string("New function definition: ") + g_mathematicalFunctions[i].name, texts[5 + i]);
+    EXPECT_EQ(std::string("New function definition: ") + g_mathematicalFunctions[0].name, texts[5]);
     EXPECT_EQ("New constant definition: GREEN_1 = 3603649", texts[23]);
     EXPECT_EQ("New constant definition: VIOLET_1 = 16751871", texts[24]);
     EXPECT_EQ("New constant definition: BLACK = 0", texts[53]);
     EXPECT_EQ("New constant definition: GREY_5 = 15132390", texts[58]);
     EXPECT_NE(std::string::npos, trace.lines()[0].find(" [Symbols "));
     EXPECT_EQ(99.0 + 206 * 256 + 255 * 65536, constantOf("BLUE_1", false));
-    EXPECT_EQ(&Rgb, m_symbols->getFunctionPtr("RGB"));
-    EXPECT_EQ(nullptr, m_symbols->getFunctionPtr("rgb"));
+    EXPECT_EQ(&Rgb, symbols.getFunctionPtr("RGB"));
+    EXPECT_EQ(nullptr, symbols.getFunctionPtr("rgb"));
 }
 
 TEST_F(cSymbolManagerTest, ConstantValueIsANameANumberOrAConstantExpression)
 {
-    m_symbols->setConfiguration("");
     EXPECT_EQ(1000.0, constantOf("1e3", false));
     EXPECT_EQ(-2.5, constantOf(" -2.5\t", false));
     EXPECT_EQ(2.0 * constantOf("BLUE_1", false), constantOf("*(2, BLUE_1)", true));
     mpf_class value(-99);
     // '+' is not a number character; without expressions the answer is false, value untouched.
     for (std::string const text : {"1e+3", "+5", "nan", "1-2", "*(2, BLUE_1)", "", "GREEN_6"})
-        EXPECT_FALSE(m_symbols->getConstantValue(text, value, false)) << text;
+        EXPECT_FALSE(symbols.getConstantValue(text, value, false)) << text;
     // With expressions, a text that names nothing is a syntax error, not a false answer.
-    EXPECT_THROW(m_symbols->getConstantValue("1e+3", value, true), cInvalidEquationSyntax);
+    EXPECT_THROW(symbols.getConstantValue("1e+3", value, true), cInvalidEquationSyntax);
     makeParameter("x", true);
     for (std::string const text : {"*(2, x)", "x", "+()"})
-        EXPECT_FALSE(m_symbols->getConstantValue(text, value, true)) << text;
+        EXPECT_FALSE(symbols.getConstantValue(text, value, true)) << text;
     EXPECT_EQ(-99.0, value.get_d());
 }
 
 TEST_F(cSymbolManagerTest, SymbolsFileDefinesNestedConstantsAndInternalParameters)
 {
     cRecordingTraceSink trace(3);
-    m_symbols->setConfiguration(SIMCORE_TEST_DATA_DIR "SimCore/symbols/nested-lists.sym");
-    ASSERT_NE(nullptr, m_symbols->getConfigurationFile());
+    symbols.setConfiguration(SIMCORE_TEST_DATA_DIR "SimCore/symbols/nested-lists.sym");
+    ASSERT_NE(nullptr, symbols.getConfigurationFile());
     EXPECT_EQ(12.5, constantOf("LIMIT", false));
     EXPECT_EQ(25.0, constantOf("DOUBLE_LIMIT", false));
     EXPECT_EQ(3603649.0, constantOf("MY_GREEN", false));
@@ -140,26 +98,26 @@ TEST_F(cSymbolManagerTest, SymbolsFileDefinesNestedConstantsAndInternalParameter
     EXPECT_EQ(1, std::count(texts.begin(), texts.end(), "New constant definition: LIMIT = 12.50"));
     EXPECT_EQ(1, std::count(texts.begin(), texts.end(), "New constant definition: DOUBLE_LIMIT = 25"));
 
-    cStorage<cParameter*> const& internal = m_symbols->getInternalParameters();
+    cStorage<cParameter*> const& internal = symbols.getInternalParameters();
     ASSERT_EQ(3u, internal.size());
     EXPECT_EQ("Gain Offset Unregistered",
               internal[0]->getName() + " " + internal[1]->getName() + " " + internal[2]->getName());
     // The list and the variables each hold a link.
     EXPECT_EQ(2, internal[0]->getLinksNumber());
     EXPECT_EQ(1, internal[2]->getLinksNumber());
-    EXPECT_EQ(internal[0], m_symbols->getVariablePtr("Gain"));
-    EXPECT_EQ(internal[1], m_symbols->getVariablePtr("OFFSET"));
-    EXPECT_EQ(nullptr, m_symbols->getVariablePtr("Hidden"));
+    EXPECT_EQ(internal[0], symbols.getVariablePtr("Gain"));
+    EXPECT_EQ(internal[1], symbols.getVariablePtr("OFFSET"));
+    EXPECT_EQ(nullptr, symbols.getVariablePtr("Hidden"));
     EXPECT_EQ(12.5, internal[0]->getMaximumValue().get_d());
-    EXPECT_EQ(2.0, converted(internal[0]));
+    EXPECT_EQ(2.0, convertedOf(internal[0]));
 
     // Loading again starts from nothing.
-    m_symbols->setConfiguration("");
-    EXPECT_EQ(0u, m_symbols->getInternalParameters().size());
-    EXPECT_EQ(nullptr, m_symbols->getVariablePtr("Gain"));
+    symbols.setConfiguration("");
+    EXPECT_EQ(0u, symbols.getInternalParameters().size());
+    EXPECT_EQ(nullptr, symbols.getVariablePtr("Gain"));
     mpf_class value;
-    EXPECT_FALSE(m_symbols->getConstantValue("LIMIT", value, false));
-    EXPECT_EQ(nullptr, m_symbols->getConfigurationFile());
+    EXPECT_FALSE(symbols.getConstantValue("LIMIT", value, false));
+    EXPECT_EQ(nullptr, symbols.getConfigurationFile());
 }
 
 TEST_F(cSymbolManagerTest, ConstantDefinitionsRefuseTakenNamesAndNonConstantValues)
@@ -167,8 +125,8 @@ TEST_F(cSymbolManagerTest, ConstantDefinitionsRefuseTakenNamesAndNonConstantValu
     auto load = [this](std::string const& constant)
     {
         std::string const path =
-            writeFile("bad.sym", "Constants List {\n    Constant {\n" + constant + "    }\n}\n");
-        return [this, path] { m_symbols->setConfiguration(path); };
+            writeFile(tempPath("bad.sym"), "Constants List {\n    Constant {\n" + constant + "    }\n}\n");
+        return [this, path] { symbols.setConfiguration(path); };
     };
     EXPECT_EQ("GREEN_1|RGB(1, 2, 3)|The constant name \"GREEN_1\" is already defined as constant",
               definitionFailureOf(load("Name = GREEN_1\nValue = RGB(1, 2, 3)\n")));
@@ -182,45 +140,36 @@ TEST_F(cSymbolManagerTest, ConstantDefinitionsRefuseTakenNamesAndNonConstantValu
 
 TEST_F(cSymbolManagerTest, FailedInternalParameterLeavesNothingRegistered)
 {
-    // Gain registers, then Broken fails: the load stops with Gain kept and nothing of Broken.
-    std::string const path = writeFile("broken.sym", "Parameters List {\n"
-                                                     "    Parameter {\n        Name = Gain\n"
-                                                     "        Symbol Registered = 1\n    }\n"
-                                                     "    Parameter {\n        Name = Broken\n"
-                                                     "        Minimum Value = 5\n        Maximum Value = 1\n"
-                                                     "        Symbol Registered = 1\n    }\n"
-                                                     "}\n");
-    EXPECT_THROW(m_symbols->setConfiguration(path), cMinMaxException);
-    EXPECT_EQ(1u, m_symbols->getInternalParameters().size());
-    EXPECT_NE(nullptr, m_symbols->getVariablePtr("Gain"));
-    EXPECT_EQ(nullptr, m_symbols->getVariablePtr("Broken"));
+    std::string const path = SIMCORE_TEST_DATA_DIR "SimCore/symbols/broken-parameter.sym";
+    EXPECT_THROW(symbols.setConfiguration(path), cMinMaxException);
+    EXPECT_EQ(1u, symbols.getInternalParameters().size());
+    EXPECT_NE(nullptr, symbols.getVariablePtr("Gain"));
+    EXPECT_EQ(nullptr, symbols.getVariablePtr("Broken"));
 
     std::string const taken =
-        writeFile("taken.sym", "Parameters List {\n    Parameter {\n        Name = BLUE_1\n"
-                               "        Symbol Registered = 1\n    }\n}\n");
+        writeFile(tempPath("taken.sym"), "Parameters List {\n    Parameter {\n        Name = BLUE_1\n"
+                                         "        Symbol Registered = 1\n    }\n}\n");
     EXPECT_EQ("BLUE_1||The variable name \"BLUE_1\" is already defined as constant",
-              definitionFailureOf([&] { m_symbols->setConfiguration(taken); }));
-    EXPECT_EQ(0u, m_symbols->getInternalParameters().size());
+              definitionFailureOf([&] { symbols.setConfiguration(taken); }));
+    EXPECT_EQ(0u, symbols.getInternalParameters().size());
 }
 
 TEST_F(cSymbolManagerTest, RegistrationRefusesNullAndNamesOfOtherKinds)
 {
-    m_symbols->setConfiguration("");
     EXPECT_EQ("x||Cannot define the variable \"x\" without assigned memory",
-              definitionFailureOf([&] { m_symbols->registerVariableSymbol("x", nullptr); }));
+              definitionFailureOf([&] { symbols.registerVariableSymbol("x", nullptr); }));
     cParameter* p = makeParameter("p", false);
     EXPECT_EQ("~||The variable name \"~\" is already defined as function",
-              definitionFailureOf([&] { m_symbols->registerVariableSymbol("~", p); }));
+              definitionFailureOf([&] { symbols.registerVariableSymbol("~", p); }));
     EXPECT_EQ(0, p->getLinksNumber());
     cRecordingTraceSink trace(3);
-    EXPECT_TRUE(m_symbols->registerVariableSymbol("p", p));
+    EXPECT_TRUE(symbols.registerVariableSymbol("p", p));
     EXPECT_EQ(1, p->getLinksNumber());
     EXPECT_EQ((std::vector<std::string>{"New variable definition: p"}), trace.texts());
 }
 
 TEST_F(cSymbolManagerTest, RebindingRepointsEquationsOnlyWhenNoOtherHolderRemains)
 {
-    m_symbols->setConfiguration("");
     cParameter* first = makeParameter("x", true);
     std::unique_ptr<cEquation> twice(cEquation::createEquation("*(x, 2)"));
     std::unique_ptr<cEquation> alone(cEquation::createEquation("x"));
@@ -230,68 +179,69 @@ TEST_F(cSymbolManagerTest, RebindingRepointsEquationsOnlyWhenNoOtherHolderRemain
     cParameter* second = makeParameter("other", false);
     try
     {
-        m_symbols->registerVariableSymbol("x", second);
+        symbols.registerVariableSymbol("x", second);
         FAIL() << "no exception";
     }
     catch (cInvalidVariableRedefinition const& e)
     {
         EXPECT_EQ("x 2", e.getName() + " " + std::to_string(e.getLinks()));
     }
-    EXPECT_EQ(first, m_symbols->getVariablePtr("x"));
+    EXPECT_EQ(first, symbols.getVariablePtr("x"));
     EXPECT_EQ(0, second->getLinksNumber());
     first->decrementLinks();
 
     // With the entry as the only holder, the first parameter goes and every use follows.
-    second->setConvertedValue(mpf_class(8), false, true);
-    EXPECT_TRUE(m_symbols->registerVariableSymbol("x", second));
-    EXPECT_EQ(second, m_symbols->getVariablePtr("x"));
+    second->setConvertedValue(mpf_class(8), /*update=*/false, /*applyLimits=*/true);
+    EXPECT_TRUE(symbols.registerVariableSymbol("x", second));
+    EXPECT_EQ(second, symbols.getVariablePtr("x"));
     EXPECT_EQ(1, second->getLinksNumber());
     EXPECT_EQ(second, twice->getOperand(0)->getVariable());
     EXPECT_EQ(16.0, twice->evaluate().get_d());
     EXPECT_EQ(8.0, alone->evaluate().get_d());
     // Binding the same parameter again keeps it alive.
-    EXPECT_TRUE(m_symbols->registerVariableSymbol("x", second));
+    EXPECT_TRUE(symbols.registerVariableSymbol("x", second));
     EXPECT_EQ(1, second->getLinksNumber());
 }
 
 TEST_F(cSymbolManagerTest, VariablesAreReadAndWrittenInConvertedUnits)
 {
-    m_symbols->setConfiguration("");
     cParameter* p = makeParameter("p", true);
     mpf_class value(-1);
-    EXPECT_FALSE(m_symbols->getVariableValue("q", value));
-    EXPECT_FALSE(m_symbols->getVariableValue(static_cast<cParameter*>(nullptr), value));
+    EXPECT_FALSE(symbols.getVariableValue("q", value));
+    EXPECT_FALSE(symbols.getVariableValue(static_cast<cParameter*>(nullptr), value));
     EXPECT_EQ(-1.0, value.get_d());
-    EXPECT_TRUE(m_symbols->getVariableValue("p", value));
+    EXPECT_TRUE(symbols.getVariableValue("p", value));
     EXPECT_EQ(2.0, value.get_d());
-    m_symbols->setVariableValue("p", 6.0);
-    EXPECT_EQ(6.0, converted(p));
+    symbols.setVariableValue("p", 6.0);
+    EXPECT_EQ(6.0, convertedOf(p));
     // The raw maximum 10 is 20 converted.
-    m_symbols->setVariableValue(p, mpf_class(50));
-    m_symbols->setVariableValue("q", 1.0);
-    EXPECT_EQ(20.0, converted(p));
+    symbols.setVariableValue(p, mpf_class(50));
+    symbols.setVariableValue("q", 1.0);
+    EXPECT_EQ(20.0, convertedOf(p));
 
     std::string name = "p";
     std::string unknown = "q";
-    EXPECT_TRUE(m_symbols->updateSymbolsLinkedWith(name, 0));
-    EXPECT_TRUE(m_symbols->updateSymbolsLinkedWith(name, -1));
-    EXPECT_TRUE(m_symbols->updateSymbolsLinkedWith(unknown, -1));
+    EXPECT_TRUE(symbols.updateSymbolsLinkedWith(name, 0));
+    EXPECT_TRUE(symbols.updateSymbolsLinkedWith(name, -1));
+    EXPECT_TRUE(symbols.updateSymbolsLinkedWith(unknown, -1));
 }
 
 TEST_F(cSymbolManagerTest, EntriesGiveUpTheirLinkUnlessTheParameterIsCorrupted)
 {
-    m_symbols->setConfiguration("");
+    auto own = std::make_unique<cSymbolManager>(); // goes in the middle of the test
+    (myActiveSymbolManager = own.get())->setConfiguration("");
     cParameter* kept = makeParameter("kept", true);
     cParameter* corrupted = makeParameter("corrupted", true);
     kept->createLink();
-    m_symbols->unregisterCorruptedVariableSymbol("corrupted");
-    m_symbols->unregisterCorruptedVariableSymbol("never registered");
-    EXPECT_EQ(nullptr, m_symbols->getVariablePtr("corrupted"));
+    own->unregisterCorruptedVariableSymbol("corrupted");
+    own->unregisterCorruptedVariableSymbol("never registered");
+    EXPECT_EQ(nullptr, own->getVariablePtr("corrupted"));
     EXPECT_EQ(1, corrupted->getLinksNumber());
     cParameter::deleteInstance(corrupted);
 
     cRecordingTraceSink trace(3);
-    m_symbols.reset();
+    own.reset();
+    myActiveSymbolManager = nullptr;
     EXPECT_EQ(1, kept->getLinksNumber());
     EXPECT_EQ(5u, trace.texts().size());
     cParameter::deleteInstance(kept);
@@ -300,24 +250,6 @@ TEST_F(cSymbolManagerTest, EntriesGiveUpTheirLinkUnlessTheParameterIsCorrupted)
 namespace
 {
 using tTexts = std::vector<std::string>;
-
-// Float internal parameters y and g (value 1, condition 3), w (condition 0), bad (condition 4), x and z.
-// Group A, in a folder, is guarded by g, sets x from y and w and fails under mask 4; B sets z from x and g.
-std::string linkedSymbols()
-{
-    std::string text = "Constants List {\nConstant {\nName = TEN\nValue = *(2, 5)\n}\n}\nParameters List {\n";
-    for (std::string const keys :
-         {"y\nRaw Value = 1\nCondition = 3", "x", "z", "g\nRaw Value = 1\nCondition = 3", "w\nCondition = 0",
-          "bad\nCondition = 4"})
-        text += "Parameter {\nName = " + keys + "\nRaw Value = 0\nFloat = 1\nSymbol Registered = 1\n}\n";
-    return text +
-           "}\nEquation Group List {\nFolder {\nEquation Group {\nName = A\nDefault Condition = 3\n"
-           "Step {\nName = Check\nContent = g\n}\nStep {\nName = SetX\nContent = =(x, +(*(y, TEN), w))\n}\n"
-           "Step {\nName = Bad\nCondition = 4\nContent = IF(bad, 1)\n}\n}\n}\n"
-           "Equation Group {\nName = B\nDefault Condition = 2\n"
-           "Step {\nName = Never\nCondition = 1\nContent = =(z, 99)\n}\n"
-           "Step {\nName = SetZ\nCondition = 2\nContent = =(z, +(x, g, 1))\n}\n}\n}\n";
-}
 
 // Per variable, the names of its linked groups run together and its converted value.
 std::string linksAndValues()
@@ -350,16 +282,20 @@ template <class F> tTexts linkLines(F action)
 
 TEST_F(cSymbolManagerTest, LinkedGroupsRunOnceAtLinkingThenOneLevelDeepForAChangeOfTheirParameter)
 {
-    m_symbols->setConfiguration(writeFile("linked.sym", linkedSymbols()));
+    symbols.setConfiguration(SIMCORE_TEST_DATA_DIR "SimCore/symbols/linked-groups.sym");
     auto change = [this](std::string const& name, double value)
     {
         return linkLines(
-            [&] { m_symbols->getVariablePtr(name)->setConvertedValue(mpf_class(value), true, true); });
+            [&]
+            {
+                symbols.getVariablePtr(name)->setConvertedValue(mpf_class(value), /*update=*/true,
+                                                                /*applyLimits=*/true);
+            });
     };
     EXPECT_EQ(
         (tTexts{"EqGrp A, Step Check executed", "EqGrp A, Step SetX executed", "EqGrp A, Step Bad skipped",
                 "EqGrp B, Step Never skipped", "EqGrp B, Step SetZ executed"}),
-        linkLines([this] { m_symbols->linkSymbol(); }));
+        linkLines([this] { symbols.linkSymbol(); }));
     EXPECT_EQ("A 1, AB 10, B 12, AB 1, A 0, A 0", linksAndValues());
 
     // A sets x, and that assignment does not start B. w, of condition 0, starts nothing.
@@ -374,38 +310,37 @@ TEST_F(cSymbolManagerTest, LinkedGroupsRunOnceAtLinkingThenOneLevelDeepForAChang
               change("g", 0));
     EXPECT_EQ("A 2, AB 20, B 12, AB 0, A 5, A 0", linksAndValues());
     std::string g = "g", bad = "bad";
-    EXPECT_FALSE(m_symbols->updateSymbolsLinkedWith(g, 3));
-    EXPECT_TRUE(m_messages.entries().empty()) << "a guard is no failure";
+    EXPECT_FALSE(symbols.updateSymbolsLinkedWith(g, 3));
+    EXPECT_TRUE(messages.entries().empty()) << "a guard is no failure";
 
     // Under condition 3 both steps of B run: z is 99, then x + g + 1.
     change("g", 2);
     EXPECT_EQ("A 2, AB 25, B 28, AB 2, A 5, A 0", linksAndValues());
     // A failure inside a group is shown, then the warning; the value stays.
     change("bad", 1);
-    EXPECT_FALSE(m_symbols->updateSymbolsLinkedWith(bad, 4));
-    EXPECT_TRUE(m_symbols->updateSymbolsLinkedWith(bad, 1));
+    EXPECT_FALSE(symbols.updateSymbolsLinkedWith(bad, 4));
+    EXPECT_TRUE(symbols.updateSymbolsLinkedWith(bad, 1));
     std::string const failure = "exception|cInvalidMathematicalFunctionParameter",
                       warning = "error|An error occurred during the update of parameters linked together.\n"
                                 "The validity of the links between parameters is no more guaranteed";
     tTexts shown;
-    for (auto const& entry : m_messages.entries())
+    for (auto const& entry : messages.entries())
         shown.push_back(entry.kind + "|" + (entry.kind == "exception" ? entry.title : entry.text));
     EXPECT_EQ((tTexts{failure, warning, failure, warning}), shown);
 
     // Linking again reads the groups anew: no group and no link twice.
-    m_symbols->linkSymbol();
-    EXPECT_EQ(2u, m_symbols->getEquationGroups().size());
+    symbols.linkSymbol();
+    EXPECT_EQ(2u, symbols.getEquationGroups().size());
     EXPECT_EQ("A 2, AB 25, B 28, AB 2, A 5, A 1", linksAndValues());
 }
 
 TEST_F(cSymbolManagerTest, EquationGroupListErrorNamesTheFileAndLine)
 {
     // The empty group opens on line 2.
-    std::string const path = writeFile(
-        "empty.sym", "Equation Group List {\n    Equation Group {\n        Name = Empty\n    }\n}\n");
-    m_symbols->setConfiguration(path);
+    std::string const path = SIMCORE_TEST_DATA_DIR "SimCore/symbols/empty-group.sym";
+    symbols.setConfiguration(path);
     EXPECT_EQ("cInvalidEquationGroup|cEquationGroup::createEquationGroup|Invalid equation group \"Empty\": "
               "Equation Group Empty\nFile: " +
                   path + "\nLine: 2\n",
-              failureOf([this] { m_symbols->linkSymbol(); }));
+              failureOf([this] { symbols.linkSymbol(); }));
 }

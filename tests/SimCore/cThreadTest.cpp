@@ -1,8 +1,8 @@
 #include "SimCore/cThread.h"
 
 #include "BaseKit/Conversions.h"
-#include "tests/support/cRecordingSinks.h"
-
+#include "tests/support/cCountedMessage.h"
+#include "tests/support/cSimCoreFixture.h"
 #include "tests/support/cTestHelpers.h"
 
 #include <gtest/gtest.h>
@@ -12,13 +12,15 @@
 #include <functional>
 #include <mutex>
 #include <stdexcept>
-#include <thread>
 #include <vector>
 
 // Message ids in the logs below: 65536 QUIT_MSG, 65537 RESET_MSG, 65538 FILE_CHANGED_MSG,
 // 65539 START_TEST_MSG, 65540 END_OF_TEST_MSG, 65541 RUN_TEST_MSG.
 namespace
 {
+using tTexts = std::vector<std::string>;
+// A bounded join: a thread that does not end fails the test instead of hanging it.
+constexpr uint32_t kJoinMs = 20000;
 
 // Fails while the thread has no queue: not made yet, or gone with the thread. The probe's id lies
 // outside every filter and the pipeline's range, so it stays queued and goes with the queue untouched.
@@ -27,27 +29,9 @@ bool canPost(uint32_t threadId)
     return platform::PostThreadMessageA(threadId, 0x7F000, 0, 0) != 0;
 }
 
-// Sets the simulation mode for one test and restores it afterwards.
-struct sSimulationMode
-{
-    bool previous = cKynThread::getSimulationMode();
-    explicit sSimulationMode(bool mode) { cKynThread::setSimulationMode(mode); }
-    ~sSimulationMode() { cKynThread::setSimulationMode(previous); }
-};
-
-// A payload that counts its destructions, to see who deletes it.
-class cCountedMessage : public cMessage
-{
-public:
-    ~cCountedMessage() override { ++s_destroyed; }
-    static inline std::atomic<int> s_destroyed{0};
-    // A new one as the lParam of a platform post.
-    static intptr_t word() { return reinterpret_cast<intptr_t>(new cCountedMessage); }
-};
-
-// A stage-like thread that logs what reaches it, deletes its payloads and runs an optional hook. One
-// made with the default bounds (QUIT_MSG alone) leaves its loop on QUIT_MSG like the computation
-// manager. Its thread makes its queue only once startDelayMs have passed.
+// A stage-like thread that logs what reaches it, deletes its payloads, runs an optional hook and
+// then counts the message as handled. One made with the default bounds (QUIT_MSG alone) leaves its
+// loop on QUIT_MSG like the computation manager. Its thread makes its queue once startDelayMs passed.
 class cTestThread : public cKynThread
 {
 public:
@@ -65,6 +49,12 @@ public:
     // thread>", leaving out what is absent or zero.
     bool ProcessMessage(unsigned int message, cMessage* data) override
     {
+        // Declared first, so it counts once the payload is gone, also when the hook throws.
+        struct sNotify
+        {
+            cEventCounter& counter;
+            ~sNotify() { counter.notify(); }
+        } const notify{handled};
         std::unique_ptr<cMessage> owned(data);
         std::string const entry =
             std::to_string(message) +
@@ -82,7 +72,7 @@ public:
         return m_quitOnQuit && message == QUIT_MSG;
     }
 
-    std::vector<std::string> received() const
+    tTexts received() const
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         return m_received;
@@ -90,6 +80,7 @@ public:
 
     std::function<void(cTestThread& self, unsigned int message)> hook; // set before the thread runs
     uint32_t startDelayMs = 0;
+    cEventCounter handled;
 
 protected:
     uint32_t userEntryPoint(void* parameter) override
@@ -102,7 +93,7 @@ private:
     static inline thread_local int t_depth = 0;
     bool m_quitOnQuit = false;
     mutable std::mutex m_mutex;
-    std::vector<std::string> m_received;
+    tTexts m_received;
 };
 
 std::string startedLine(std::string const& name, char simulated, char forced, void const* handle,
@@ -111,9 +102,11 @@ std::string startedLine(std::string const& name, char simulated, char forced, vo
     return "Started cKynThread: " + name + ", g_simulatedMode=" + simulated + ", forced=" + forced +
            ", m_hThread=" + addressToString(handle) + ", lastError=" + std::to_string(error);
 }
+
+using cKynThreadTest = cSimCoreFixture;
 } // namespace
 
-TEST(cKynThread, InSimulationModeAPostRunsTheHandlerNestedUnlessAQueueIsAttached)
+TEST_F(cKynThreadTest, InSimulationModeAPostRunsTheHandlerNestedUnlessAQueueIsAttached)
 {
     EXPECT_TRUE(cKynThread::getSimulationMode());
     cTestThread poster("Poster"); // goes after the trace sink, unrecorded
@@ -123,8 +116,8 @@ TEST(cKynThread, InSimulationModeAPostRunsTheHandlerNestedUnlessAQueueIsAttached
     {
         cTestThread channel("Channel");
         platform::SetLastError(4321);
-        EXPECT_EQ(channel.start(1, nullptr, 0, false), 4321u);
-        EXPECT_EQ(channel.stop(false), 0xFFFFFFFFu);
+        EXPECT_EQ(4321u, channel.start(1, nullptr, 0, false));
+        EXPECT_EQ(0xFFFFFFFFu, channel.stop(false));
         // The first three RUN_TEST_MSG post the next one to the same target: the calls recurse.
         channel.hook = [](cTestThread& self, unsigned int message)
         {
@@ -137,35 +130,35 @@ TEST(cKynThread, InSimulationModeAPostRunsTheHandlerNestedUnlessAQueueIsAttached
         cTestThread::postMessageToThread(&channel, FILE_CHANGED_MSG);
         // A failing handler throws through to the poster.
         EXPECT_THROW(poster.postMessageToThread(&channel, RESET_MSG, 5.0f), cForbiddenAction);
-        std::vector<std::string> const received{"65541 value=0 from Poster",
-                                                "65541 value=1 from Channel depth=1",
-                                                "65541 value=2 from Channel depth=2",
-                                                "65541 value=3 from Channel depth=3",
-                                                "65538",
-                                                "65537 value=5 from Poster"};
-        EXPECT_EQ(channel.received(), received);
+        tTexts const received{"65541 value=0 from Poster",
+                              "65541 value=1 from Channel depth=1",
+                              "65541 value=2 from Channel depth=2",
+                              "65541 value=3 from Channel depth=3",
+                              "65538",
+                              "65537 value=5 from Poster"};
+        EXPECT_EQ(received, channel.received());
 
         channel.attachQueue();
         cTestThread::postPreparedMessage(&channel, END_OF_TEST_MSG, left);
         channel.detachQueue();
         // Not run, and the detach waits for the loop to find the queue empty.
         EXPECT_FALSE(channel.isAttachedQueueEmpty());
-        EXPECT_EQ(channel.received(), received);
+        EXPECT_EQ(received, channel.received());
     }
     // Destroying the queue frees its cells but not the payload of an entry left in it.
-    EXPECT_EQ(cCountedMessage::s_destroyed, destroyedBefore);
+    EXPECT_EQ(destroyedBefore, cCountedMessage::s_destroyed);
     delete left;
     // The destructors of the test class and of cKynThread stop once more each.
     std::string const stopping = "Stopping cKynThread: Channel, m_hThread=0x0000000000000000";
-    std::vector<std::string> lines{startedLine("Channel", 'T', 'F', nullptr, 4321), stopping};
+    tTexts lines{startedLine("Channel", 'T', 'F', nullptr, 4321), stopping};
     for (char const* id : {"65541", "65541", "65541", "65541", "65538", "65537"})
         lines.push_back("Posting to cKynThread: Channel, msgId=" + std::string(id) + ", bespokeQueue=F");
     lines.insert(lines.end(),
                  {"Posting to cKynThread: Channel, msgId=65540, bespokeQueue=T", stopping, stopping});
-    EXPECT_EQ(trace.texts(), lines);
+    EXPECT_EQ(lines, trace.texts());
 }
 
-TEST(cKynThread, AttachedQueueIsServedFirstAndDetachWaitsUntilItIsEmpty)
+TEST_F(cKynThreadTest, AttachedQueueIsServedFirstAndDetachWaitsUntilItIsEmpty)
 {
     cRecordingTraceSink trace(3);
     cTestThread manager("Test", END_OF_TEST_MSG);
@@ -191,43 +184,48 @@ TEST(cKynThread, AttachedQueueIsServedFirstAndDetachWaitsUntilItIsEmpty)
     };
     // Forced: a thread even in simulation mode.
     platform::SetLastError(55);
-    EXPECT_EQ(manager.start(0, nullptr, 0, true), 55u);
+    EXPECT_EQ(55u, manager.start(0, nullptr, 0, true));
     platform::tThreadHandle const handle = manager.getThreadHandle();
-    ASSERT_NE(handle, nullptr);
-    EXPECT_EQ(manager.getExitCode(), platform::STILL_ACTIVE);
-    ASSERT_TRUE(eventually(
-        [&] { return platform::PostThreadMessageA(manager.getThreadId(), START_TEST_MSG, 0, 0); }));
-    ASSERT_TRUE(eventually([&] { return manager.received().size() == 5; }));
+    ASSERT_NE(nullptr, handle);
+    EXPECT_EQ(platform::STILL_ACTIVE, manager.getExitCode());
+    // The first message goes the retrying way, which waits for the queue; the hook's posts must then
+    // find the simulation mode back on.
+    cKynThread::setSimulationMode(false);
+    cTestThread::postMessageToThread(&manager, QUIT_MSG);
+    ASSERT_TRUE(manager.handled.waitFor(1));
+    cKynThread::setSimulationMode(true);
+    ASSERT_NE(0, platform::PostThreadMessageA(manager.getThreadId(), START_TEST_MSG, 0, 0));
+    ASSERT_TRUE(manager.handled.waitFor(6));
 
-    std::vector<std::string> const received{"65539", "65540 value=1 from Vehicle",
-                                            "65537 value=2 from Vehicle", "65538",
-                                            "65541 value=3 from Vehicle depth=1"};
-    EXPECT_EQ(manager.received(), received);
+    EXPECT_EQ((tTexts{"65536", "65539", "65540 value=1 from Vehicle", "65537 value=2 from Vehicle", "65538",
+                      "65541 value=3 from Vehicle depth=1"}),
+              manager.received());
     manager.stop(true);
     EXPECT_TRUE(manager.isAttachedQueueEmpty());
-    std::vector<std::string> const lines{startedLine("Test", 'T', 'T', handle, 55),
-                                         "Stopping cKynThread: Test, m_hThread=" + addressToString(handle)};
-    EXPECT_EQ(trace.texts(), lines);
+    EXPECT_EQ((tTexts{startedLine("Test", 'T', 'T', handle, 55),
+                      "Stopping cKynThread: Test, m_hThread=" + addressToString(handle)}),
+              trace.texts());
 }
 
-TEST(cKynThread, PostRetriesUntilTheTargetHasMadeItsQueueThenDeletesTheMessageAndThrows)
+TEST_F(cKynThreadTest, PostRetriesUntilTheTargetHasMadeItsQueueThenDeletesTheMessageAndThrows)
 {
-    sSimulationMode simulation(false);
+    cKynThread::setSimulationMode(false);
     cTestThread late("Late");
     // Its queue comes a little after the first attempt, well before the last one.
     late.startDelayMs = 60;
     late.start(0, nullptr, 0, false);
-    ASSERT_NE(late.getThreadHandle(), nullptr);
+    ASSERT_NE(nullptr, late.getThreadHandle());
     platform::SetLastError(0);
     EXPECT_NO_THROW(cTestThread::postPreparedMessage(&late, RUN_TEST_MSG, new cMessage(nullptr, 8.0f)));
     // A failed attempt leaves its error behind; the successful one does not clear it.
-    EXPECT_EQ(platform::GetLastError(), platform::ERROR_INVALID_THREAD_ID);
-    ASSERT_TRUE(eventually([&] { return !late.received().empty(); }));
-    EXPECT_EQ(late.received(), std::vector<std::string>{"65541 value=8"});
+    EXPECT_EQ(platform::ERROR_INVALID_THREAD_ID, platform::GetLastError());
+    ASSERT_TRUE(late.handled.waitFor(1));
+    EXPECT_EQ(tTexts{"65541 value=8"}, late.received());
 
-    // Never started, so it never makes a queue: all three attempts fail.
+    // Never started, so it never makes a queue: all three attempts fail, each followed by 100 ms.
     cTestThread never("Never");
     int const destroyedBefore = cCountedMessage::s_destroyed;
+    auto const posted = std::chrono::steady_clock::now();
     try
     {
         cTestThread::postPreparedMessage(&never, RUN_TEST_MSG, new cCountedMessage);
@@ -235,20 +233,20 @@ TEST(cKynThread, PostRetriesUntilTheTargetHasMadeItsQueueThenDeletesTheMessageAn
     }
     catch (cMessageError const& error)
     {
-        EXPECT_EQ(error.getLocation(),
-                  "SimCore/cThread, cKynThread::postMessageToThreadWithRetries, line 179");
-        EXPECT_STREQ(error.what(), "The message could not be posted to the thread.");
+        EXPECT_EQ("SimCore/cThread, cKynThread::postMessageToThreadWithRetries, line 179",
+                  error.getLocation());
+        EXPECT_STREQ("The message could not be posted to the thread.", error.what());
     }
-    EXPECT_EQ(cCountedMessage::s_destroyed, destroyedBefore + 1);
+    EXPECT_GE(std::chrono::steady_clock::now() - posted, std::chrono::milliseconds(300));
+    EXPECT_EQ(destroyedBefore + 1, cCountedMessage::s_destroyed);
     // No target at all: the payload goes too.
     EXPECT_THROW(cTestThread::postPreparedMessage(nullptr, RESET_MSG, new cCountedMessage), cNULLPointer);
-    EXPECT_EQ(cCountedMessage::s_destroyed, destroyedBefore + 2);
+    EXPECT_EQ(destroyedBefore + 2, cCountedMessage::s_destroyed);
 }
 
-TEST(cKynThread, RealThreadLoopDeliversInOrderSurvivesFailingHandlersAndEndsOnlyByForcedStop)
+TEST_F(cKynThreadTest, RealThreadLoopDeliversInOrderSurvivesFailingHandlersAndEndsOnlyByForcedStop)
 {
-    sSimulationMode simulation(false);
-    cRecordingMessageSink messages;
+    cKynThread::setSimulationMode(false);
     cRecordingTraceSink trace(3);
     cTestThread vehicle("Vehicle");
     cTestThread algorithm("Algorithm");
@@ -260,35 +258,34 @@ TEST(cKynThread, RealThreadLoopDeliversInOrderSurvivesFailingHandlersAndEndsOnly
             throw std::runtime_error("no crash file");
     };
     platform::SetLastError(0);
-    EXPECT_EQ(algorithm.start(1, nullptr, 0, false), 0u);
-    ASSERT_NE(algorithm.getThreadHandle(), nullptr);
-    EXPECT_EQ(trace.texts().front(), startedLine("Algorithm", 'F', 'F', algorithm.getThreadHandle(), 0));
-    ASSERT_TRUE(eventually([&] { return canPost(algorithm.getThreadId()); }));
+    EXPECT_EQ(0u, algorithm.start(1, nullptr, 0, false));
+    ASSERT_NE(nullptr, algorithm.getThreadHandle());
+    EXPECT_EQ(startedLine("Algorithm", 'F', 'F', algorithm.getThreadHandle(), 0), trace.texts().front());
     int const destroyedBefore = cCountedMessage::s_destroyed;
+    // The first post retries until the thread has made its queue.
     cTestThread::postPreparedMessage(&algorithm, RESET_MSG, new cCountedMessage);
     cTestThread::postPreparedMessage(&algorithm, FILE_CHANGED_MSG, new cCountedMessage);
     vehicle.postMessageToThread(&algorithm, RUN_TEST_MSG, 7.0f);
-    std::vector<std::string> const expected{"65537 value=0", "65538 value=0", "65541 value=7 from Vehicle"};
-    ASSERT_TRUE(eventually([&] { return algorithm.received().size() == expected.size(); }));
-    EXPECT_EQ(algorithm.received(), expected);
+    ASSERT_TRUE(algorithm.handled.waitFor(3));
+    EXPECT_EQ((tTexts{"65537 value=0", "65538 value=0", "65541 value=7 from Vehicle"}), algorithm.received());
     // The handler's guard deleted the payloads of the failing messages too.
-    EXPECT_EQ(cCountedMessage::s_destroyed, destroyedBefore + 2);
-    auto const shown = messages.entries();
-    ASSERT_EQ(shown.size(), 2u);
-    EXPECT_EQ(shown[0].kind + " " + shown[0].title + ": " + shown[0].text,
-              "exception cForbiddenAction: Reset refused");
-    EXPECT_EQ(shown[1].kind + " " + shown[1].title + ": " + shown[1].text,
-              "exception cGenericException: no crash file");
+    EXPECT_EQ(destroyedBefore + 2, cCountedMessage::s_destroyed);
+    tTexts shown;
+    for (auto const& entry : messages.entries())
+        shown.push_back(entry.kind + " " + entry.title + ": " + entry.text);
+    EXPECT_EQ(
+        (tTexts{"exception cForbiddenAction: Reset refused", "exception cGenericException: no crash file"}),
+        shown);
 
     // A stage does not leave its loop on QUIT_MSG: only the terminate of the forced stop ends it.
     uint32_t const id = algorithm.getThreadId();
-    EXPECT_EQ(algorithm.stop(true), platform::STILL_ACTIVE);
+    EXPECT_EQ(platform::STILL_ACTIVE, algorithm.stop(true));
     EXPECT_FALSE(canPost(id));
 }
 
-TEST(cKynThread, ManagerLeavesItsLoopOnQuitAndQueuedPayloadsAreDeleted)
+TEST_F(cKynThreadTest, ManagerLeavesItsLoopOnQuitAndQueuedPayloadsAreDeleted)
 {
-    sSimulationMode simulation(false);
+    cKynThread::setSimulationMode(false);
     cTestThread manager;
     // The loop ends with this QUIT_MSG still queued, at the lower end of the pipeline's ids.
     manager.hook = [](cTestThread& self, unsigned int)
@@ -297,34 +294,38 @@ TEST(cKynThread, ManagerLeavesItsLoopOnQuitAndQueuedPayloadsAreDeleted)
     uint32_t const id = manager.getThreadId();
     int const destroyedBefore = cCountedMessage::s_destroyed;
     // Outside the default bounds, and the last id of the pipeline: it waits in the queue as well.
-    intptr_t const waiting = cCountedMessage::word();
-    ASSERT_TRUE(eventually([&] { return platform::PostThreadMessageA(id, RUN_TEST_MSG, 0, waiting) != 0; }));
-    ASSERT_NE(platform::PostThreadMessageA(id, QUIT_MSG, 0, cCountedMessage::word()), 0);
-    EXPECT_TRUE(eventually([&] { return cCountedMessage::s_destroyed == destroyedBefore + 3; }));
-    EXPECT_TRUE(eventually([&] { return !canPost(id); }));
-    EXPECT_EQ(manager.received(), std::vector<std::string>{"65536 value=0"});
-    EXPECT_EQ(manager.stop(false), platform::STILL_ACTIVE);
+    cTestThread::postPreparedMessage(&manager, RUN_TEST_MSG, new cCountedMessage);
+    cTestThread::postPreparedMessage(&manager, QUIT_MSG, new cCountedMessage);
+    ASSERT_TRUE(platform::JoinThread(manager.getThreadHandle(), kJoinMs));
+    EXPECT_EQ(destroyedBefore + 3, cCountedMessage::s_destroyed);
+    EXPECT_FALSE(canPost(id));
+    EXPECT_EQ(tTexts{"65536 value=0"}, manager.received());
+    EXPECT_EQ(platform::STILL_ACTIVE, manager.stop(false));
 }
 
-TEST(cKynThread, UnforcedStopLeavesAStageRunningUntilTheObjectGoes)
+TEST_F(cKynThreadTest, UnforcedStopLeavesAStageRunningUntilTheObjectGoes)
 {
-    sSimulationMode simulation(false);
+    cKynThread::setSimulationMode(false);
     std::vector<uint32_t> ids;
     {
         cTestThread stage("Stage");
         // Started twice without a stop: the first thread is kept within reach, still running.
-        for (int i = 0; i < 2; ++i)
+        for (unsigned int i = 1; i <= 2; ++i)
         {
             stage.start(0, nullptr, 0, false);
             ids.push_back(stage.getThreadId());
-            ASSERT_TRUE(eventually([&] { return canPost(ids.back()); }));
+            cTestThread::postMessageToThread(&stage, RESET_MSG);
+            ASSERT_TRUE(stage.handled.waitFor(i));
         }
-        EXPECT_EQ(stage.stop(false), platform::STILL_ACTIVE);
-        EXPECT_EQ(stage.getThreadHandle(), nullptr);
+        EXPECT_EQ(platform::STILL_ACTIVE, stage.stop(false));
+        EXPECT_EQ(nullptr, stage.getThreadHandle());
         // Both still in their loops without a handle: the stop's QUIT_MSG was handled like any message.
         for (uint32_t id : ids)
-            ASSERT_NE(platform::PostThreadMessageA(id, RUN_TEST_MSG, 0, 0), 0);
-        EXPECT_TRUE(eventually([&] { return stage.received().size() == 3; }));
+            ASSERT_NE(0, platform::PostThreadMessageA(id, RUN_TEST_MSG, 0, 0));
+        ASSERT_TRUE(stage.handled.waitFor(5));
+        tTexts received = stage.received();
+        std::sort(received.begin() + 2, received.end());
+        EXPECT_EQ((tTexts{"65537", "65537", "65536", "65541", "65541"}), received);
     }
     EXPECT_FALSE(canPost(ids[0]) || canPost(ids[1]));
 }

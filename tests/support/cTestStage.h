@@ -1,7 +1,7 @@
 // A concrete stage for the tests of the drift stage and the preprocessors: its protected side is
 // opened, its parameters, criteria and time events load from configuration text, and each iteration
 // records the raw values of the applied drifts (and calls a hook), so that a test sees which
-// combinations a sweep visited. Use it inside an sResultWorld (symbols, computation manager).
+// combinations a sweep visited. Use it in a cResultsFixture test (symbols, computation manager).
 #pragma once
 #include "SimCore/cDriftManager.h"
 #include "StoreKit/cConfigurationReader.h"

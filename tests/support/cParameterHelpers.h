@@ -1,0 +1,106 @@
+// Helpers of the parameter-model suites: configuration groups read from text, the "key=value"
+// items a parameter writes, its raw and converted values as numbers, raw setters without update, a drift
+// parameter list that loads its elements by name, storages as vectors, and files written and read whole.
+#pragma once
+
+#include "SimCore/cDriftParameter.h"
+#include "StoreKit/cConfigurationReader.h"
+
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+inline cConfigurationGroup readGroup(std::string const& text, std::string const& name = "Parameter")
+{
+    cConfigurationGroup group(name);
+    cConfigurationReader::read(text, "test.cfg", group);
+    return group;
+}
+
+// The entries of a storage, to compare them as a whole.
+template <class T> std::vector<T> toVector(cStorage<T> const& storage)
+{
+    return std::vector<T>(storage.data(), storage.data() + storage.size());
+}
+
+// A float parameter registered in the active symbol manager, which holds its link; keys add to or
+// override the first ones read.
+inline cParameter* newVariable(std::string const& name, std::string const& keys = "")
+{
+    cConfigurationGroup group =
+        readGroup("Name = " + name + "\n" + keys + "Float = 1\nSymbol Registered = 1\n");
+    return new cParameter(&group, "");
+}
+
+// "key=value" of every item of the group, in order.
+inline std::vector<std::string> itemsOf(cConfigurationGroup const& group)
+{
+    std::vector<std::string> items;
+    for (auto const& item : group.getInformationRange())
+        items.push_back(item.key + "=" + item.value);
+    return items;
+}
+
+inline mpf_class rawOf(cParameter const* p)
+{
+    mpf_class value;
+    p->getRawValue(value);
+    return value;
+}
+inline double convertedOf(cParameter const* p)
+{
+    mpf_class value;
+    p->getConvertedValue(value);
+    return value.get_d();
+}
+// setRawValue without an update of the linked symbols: clamped to the limits, or stored as given.
+template <class T> bool setLimited(cParameter* p, T value)
+{
+    return p->setRawValue(value, /*update=*/false, /*applyLimits=*/true);
+}
+template <class T> bool setUnlimited(cParameter* p, T value)
+{
+    return p->setRawValue(value, /*update=*/false, /*applyLimits=*/false);
+}
+template <class tParameter> std::vector<double> rawsOf(std::vector<tParameter*> const& parameters)
+{
+    std::vector<double> values;
+    for (tParameter const* p : parameters)
+        values.push_back(rawOf(p).get_d());
+    return values;
+}
+
+// The drift parameter list of a stage with its protected side opened.
+class cTestDriftList : public cDriftParameterMgr
+{
+public:
+    cTestDriftList() : cDriftParameterMgr("Parameter", "Parameters List") {}
+    using cDriftParameterMgr::changeFile, cDriftParameterMgr::endOfIteration, cDriftParameterMgr::reset,
+        cDriftParameterMgr::isProcessed, cDriftParameterMgr::getTotalDriftCombinations;
+
+    // One element per name with these keys, default range -4 to 40 by 2; returns the whole list.
+    std::vector<cDriftParameter*> load(std::vector<std::string> const& names, std::string const& keys)
+    {
+        std::string text;
+        for (std::string const& name : names)
+            text += "Parameter {\nName = " + name + "\n" + keys +
+                    "Default Maximum Value = 40\nDefault Minimum Value = -4\nStep = 2\n}\n";
+        cConfigurationGroup group = readGroup(text, "");
+        loadParameter(&group, "");
+        return std::vector<cDriftParameter*>(GetParameters().begin(), GetParameters().end());
+    }
+};
+
+// Writes content to path and gives the path back.
+inline std::string writeFile(std::string const& path, std::string const& content)
+{
+    std::ofstream(path) << content;
+    return path;
+}
+// The whole text of a file.
+inline std::string readText(std::string const& path)
+{
+    std::ifstream file(path);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
