@@ -7,19 +7,6 @@
 #include <condition_variable>
 #include <mutex>
 #include <string>
-#include <thread>
-
-// Polls until pred holds; the deadline is generous so that a loaded machine does not fail a test.
-template <class tPredicate> bool eventually(tPredicate pred)
-{
-    auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    bool held = pred();
-    for (; !held && std::chrono::steady_clock::now() < deadline; held = pred())
-    {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return held;
-}
 
 // A count that other threads raise and a test waits on: the waiting thread sleeps on a condition
 // variable until the count is reached, it does not poll. The deadline only turns a hang into a
