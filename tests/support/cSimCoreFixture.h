@@ -16,6 +16,7 @@
 #include "SimCore/cSymbolManager.h"
 #include "SimCore/cThread.h"
 #include "StoreKit/cInputFile.h"
+#include "tests/support/cIdleComputationManager.h"
 #include "tests/support/cKitFixture.h"
 
 #include <string>
@@ -42,17 +43,6 @@ protected:
     ~cSimCoreFixture() override { resetActiveGlobals(); }
 
     cSymbolManager symbols;
-};
-
-// A computation manager that handles no message: the tests drive the stages and results directly.
-class cIdleComputationManager : public cComputationManager
-{
-public:
-    bool ProcessMessage(unsigned int message, cMessage* data) override
-    {
-        delete data;
-        return message == QUIT_MSG;
-    }
 };
 
 class cResultsFixture : public cSimCoreFixture
