@@ -13,8 +13,9 @@ all: test
 deps:
 	@./tools/install-deps.sh
 
+# The benchmarks are built too (not run), so that a change that breaks them shows at once.
 test: deps
-	cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo
+	cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSIMCORE_BUILD_BENCH=ON
 	cmake --build $(BUILD_DIR) -j $(JOBS)
 	cd $(BUILD_DIR) && ctest --output-on-failure -j $(JOBS)
 
