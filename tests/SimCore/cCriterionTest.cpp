@@ -82,14 +82,7 @@ TEST_F(cCriterionTest, AUsedCriterionStoresTheCurveAndHandsItToItsSeriesAtTheIte
     algorithm.resetResults();
     cCriterionValuesForOneFile* const values = computeFile(c, addCrash("/data/crash_01.csh"));
     ASSERT_TRUE(values->isUsed());
-    algorithm.m_samplingRate = 1000.0f;
-    algorithm.prepareForTestResults();
-    for (unsigned int step = 0; step < 3; ++step)
-    {
-        algorithm.m_currentSampleIndex = step;
-        algorithm.addValueToCriterion(values, float(step) + 1.0f);
-    }
-    EXPECT_EQ(4u, values->getSize()) << "the dummy and three values";
+    fillCurve(values, 1000.0f, 0, {1.0f, 2.0f, 3.0f});
     algorithm.endOfIterationResults();
     auto* const series = dynamic_cast<cTestGraphSerie*>(values->getGraphObject(&timeGraph, true));
     ASSERT_EQ(3u, series->getNomSerieSize());
@@ -103,11 +96,6 @@ TEST_F(cCriterionTest, AUsedCriterionStoresTheCurveAndHandsItToItsSeriesAtTheIte
     values->addValue(9.0f);
     algorithm.endOfIterationResults();
     EXPECT_EQ(1u, series->iData().curveCount);
-
-    // At the next file the curve of the previous one goes; its series keeps what it was given.
-    computeFile(c, addCrash("/data/crash_02.csh"));
-    EXPECT_EQ(0u, values->getSize());
-    EXPECT_EQ(3u, series->getNomSerieSize());
 }
 
 TEST_F(cCriterionTest, SeriesGoToTheGraphUnlessTheCriterionIsItsAbscissa)
@@ -252,23 +240,6 @@ TEST_F(cCriterionTest, BuildFileWritesItsKeysByFlagsAndHotPointsWithoutTheirCond
     build("D", 0x40000000 | 0x10000000 | 0x20000, "all");
     EXPECT_EQ(testData("SimCore/results/criteria-expected.cfg"),
               cConfigurationWriter::write(written, nullptr));
-
-    // Read back: the hot point is there, always active.
-    struct cLoader : cCriterionMgr
-    {
-        using cCriterionMgr::loadParameter;
-    } loader;
-    cConfigurationGroup list;
-    auto* const copyGroup = new cConfigurationGroup(*written.GetConfigurationGroups()[0]);
-    copyGroup->setName("Criterion");
-    list.addConfigurationGroup(copyGroup);
-    loader.loadParameter(&list, "Algorithm");
-    cCriterion* const copy = loader.getParameter("C");
-    ASSERT_EQ(1u, copy->getHotPoints().size());
-    EXPECT_EQ("b", copy->getHotPoints()[0]->getOrdinateName());
-    EXPECT_EQ(nullptr, copy->getHotPoints()[0]->getCondition());
-    EXPECT_TRUE(copy->isCrashColorActivated());
-    EXPECT_EQ(2000.5f, copy->getDefaultSamplingRate());
 }
 
 TEST_F(cCriterionTest, RemoveValuesForOneFileEmptiesTheListOnlyForAddressZero)
