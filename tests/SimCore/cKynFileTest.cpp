@@ -112,14 +112,8 @@ TEST_F(cKynFileTest, LoadTTFSettingsStopsAtAnUnknownEventAndKeepsWhatCameBefore)
 {
     cKynFile* const file = addCrash("/data/crash_01.csh");
     EXPECT_TRUE(file->loadTTFSettings(nullptr));
-    cConfigurationGroup group =
-        settings("Time Event Settings {\nTime Event = C\nMinimum Value = 10\nOptimum = NF\n"
-                 "Maximum Value = NotDef\nWeight = 0.5\n}\n"
-                 "Other {\nTime Event = A\n}\n"
-                 "Time Event Settings {\nTime Event = Z\nMinimum Value = 1\nOptimum = 2\n"
-                 "Maximum Value = 3\nWeight = 1\n}\n"
-                 "Time Event Settings {\nTime Event = A\nMinimum Value = 1\nOptimum = 2\n"
-                 "Maximum Value = 3\nWeight = 2\n}\n");
+    // C, then a group of another name, an unknown event Z and A.
+    cConfigurationGroup group = settings(testData("SimCore/results/ttf-settings.fls"));
     EXPECT_FALSE(file->loadTTFSettings(&group));
     structTTF* const c = file->findStructTTF(algorithm.timeEvent("C"));
     EXPECT_EQ((std::vector<std::string>{"200", "-1", "-2"}), texts(*c));
@@ -157,16 +151,15 @@ TEST_F(cKynFileTest, CopyTTFSettingsTakesTheTextsAndWeightsOfEachEntry)
         entry.second->weight = 0.25f;
     }
     target->copyTTFSettings(source);
-    for (cTimeEvent* event : {algorithm.timeEvent("A"), algorithm.timeEvent("C")})
+    for (auto const& [event, minimum] :
+         std::vector<std::pair<std::string, std::string>>{{"A", "100"}, {"C", "120"}})
     {
-        structTTF const* const from = source->findStructTTF(event);
-        structTTF const* const to = target->findStructTTF(event);
-        EXPECT_NE(from, to) << "the entries stay the file's own";
-        EXPECT_EQ(texts(*from), texts(*to));
-        EXPECT_EQ(event, to->timeEvent);
+        structTTF const* const to = target->findStructTTF(algorithm.timeEvent(event));
+        EXPECT_NE(source->findStructTTF(algorithm.timeEvent(event)), to) << "the entries stay the file's own";
+        EXPECT_EQ((std::vector<std::string>{minimum, "-1", "S:free"}), texts(*to)) << event;
+        EXPECT_EQ(algorithm.timeEvent(event), to->timeEvent);
         EXPECT_EQ(0.25f, to->weight);
     }
-    EXPECT_EQ("120", target->findStructTTF(algorithm.timeEvent("C"))->values[eTtfMinimum]);
 }
 
 TEST_F(cKynFileTest, UseFileReadsOnceAndGivesTheSamplesBackWhenUnselected)
