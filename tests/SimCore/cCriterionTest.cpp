@@ -17,26 +17,14 @@ namespace
 class cCriterionTest : public cAlgorithmFixture
 {
 protected:
-    // Registered float parameters a and b, which hot points bind to; the symbol manager holds one link.
-    static void registerParameters()
-    {
-        for (std::string const name : {"a", "b"})
-        {
-            cConfigurationGroup group("Parameter");
-            cConfigurationReader::read("Name = " + name + "\nFloat = 1\nSymbol Registered = 1\n", "p.cfg",
-                                       group);
-            new cParameter(&group, "");
-        }
-    }
     static int links(std::string const& name)
     {
         return myActiveSymbolManager->getVariablePtr(name)->getLinksNumber();
     }
-    // The criterion C of a single-criterion run on a fresh crash file.
-    cCriterion& criterion(std::string const& text = "Criterion {\nName = C\n}\n")
+    // The criterion C of a single-criterion run.
+    cCriterion& criterion()
     {
-        algorithm.loadCriteria(text);
-        algorithm.resetResults();
+        algorithm.loadCriteria("Criterion {\nName = C\n}\n");
         return *algorithm.criterion("C");
     }
 };
@@ -79,7 +67,6 @@ TEST_F(cCriterionTest, AUsedCriterionStoresTheCurveAndHandsItToItsSeriesAtTheIte
 {
     cCriterion& c = criterion();
     c.registerGraph(&timeGraph, true);
-    algorithm.resetResults();
     cCriterionValuesForOneFile* const values = computeFile(c, addCrash("/data/crash_01.csh"));
     ASSERT_TRUE(values->isUsed());
     fillCurve(values, 1000.0f, 0, {1.0f, 2.0f, 3.0f});
@@ -150,15 +137,11 @@ TEST_F(cCriterionTest, SeriesGoToTheGraphUnlessTheCriterionIsItsAbscissa)
 TEST_F(cCriterionTest, ABadHotPointIsReportedAndTheOthersStayEachCopyHoldingItsLinks)
 {
     cRecordingTraceSink trace(4);
-    registerParameters();
+    registerParameters("SimCore/results/criterion-parameters.cfg");
     {
         cOpenAlgorithm local;
-        local.loadCriteria("Criterion {\nName = C\nColor = 0x20\n"
-                           "Hot Point {\nAbscissa = a\nOrdinate = b\nCondition = -(a, 1)\n}\n"
-                           "Hot Point {\nAbscissa = a\nOrdinate = zz\n}\n"
-                           "Marker {\nAbscissa = a\nOrdinate = b\n}\n"
-                           "Hot Point {\nAbscissa = b\n}\n"
-                           "Hot Point {\nAbscissa = b\nOrdinate = a\n}\n}\n");
+        // Of five groups, the marker is no hot point and two lack or miss a symbol.
+        local.loadCriteria(testData("SimCore/results/criteria-hot-points.cfg"));
         cCriterion* const criterion = local.criterion("C");
         ASSERT_EQ(2u, criterion->getHotPoints().size());
         EXPECT_EQ("a", criterion->getHotPoints()[0]->getAbscissaName());
@@ -218,7 +201,7 @@ TEST_F(cCriterionTest, ABadHotPointIsReportedAndTheOthersStayEachCopyHoldingItsL
 // Abscissa" comes from the criterion of the same name in the algorithm's own file, once it has one.
 TEST_F(cCriterionTest, BuildFileWritesItsKeysByFlagsAndHotPointsWithoutTheirCondition)
 {
-    registerParameters();
+    registerParameters("SimCore/results/criterion-parameters.cfg");
     algorithm.loadCriteria(testData("SimCore/results/criteria-input.cfg"));
     cConfigurationGroup written;
     auto build = [&](std::string const& name, int flags, std::string const& label)

@@ -85,27 +85,41 @@ TEST_F(cKynFileTest, ExpectedTimeTextsGoInAsTicksAndComeBackAsMilliseconds)
     EXPECT_DOUBLE_EQ(12.5, milliseconds);
 }
 
-TEST_F(cKynFileTest, NewFileExpectsNoFireForEachFileLinkedEventOnly)
+// A new file expects no fire for each file-linked event; a copy takes texts and weights entry by entry.
+TEST_F(cKynFileTest, NewFileExpectsNoFireForEachFileLinkedEventAndCopiesTakeTheEntries)
 {
     cKynFile* const file = addCrash("/data/crash_01.csh");
-    cTimeEvent* const a = algorithm.timeEvent("A");
+    cKynFile* const target = addCrash("/data/crash_02.csh");
     cTimeEvent* const b = algorithm.timeEvent("B");
-    cTimeEvent* const c = algorithm.timeEvent("C");
     ASSERT_EQ(2u, file->getTtfSettings().size());
-    for (cTimeEvent* event : {a, c})
+    for (char const* name : {"A", "C"})
     {
-        structTTF* const ttf = file->findStructTTF(event);
-        EXPECT_EQ(event, ttf->timeEvent);
+        structTTF* const ttf = file->findStructTTF(algorithm.timeEvent(name));
+        EXPECT_EQ(algorithm.timeEvent(name), ttf->timeEvent);
         EXPECT_EQ((std::vector<std::string>{"-1", "-1", "-1"}), texts(*ttf));
         EXPECT_EQ(1.0f, ttf->weight);
+        ttf->setTtfValue(eTtfMinimum, name == std::string("A") ? "5" : "6");
+        ttf->setTtfValue(eTtfMaximum, "free");
+        ttf->weight = 0.25f;
     }
     EXPECT_EQ(nullptr, file->tryFindStructTTF(b));
     EXPECT_EQ("cStructTTFSearchedException|cKynFile::findStructTTF|Expected time to fire not found.",
               failureOf([&] { file->findStructTTF(b); }));
     EXPECT_EQ(0x4639ff, file->getColor());
 
+    target->copyTTFSettings(file);
+    for (auto const& [event, minimum] :
+         std::vector<std::pair<std::string, std::string>>{{"A", "100"}, {"C", "120"}})
+    {
+        structTTF const* const to = target->findStructTTF(algorithm.timeEvent(event));
+        EXPECT_NE(file->findStructTTF(algorithm.timeEvent(event)), to) << "the entries stay the file's own";
+        EXPECT_EQ((std::vector<std::string>{minimum, "-1", "S:free"}), texts(*to)) << event;
+        EXPECT_EQ(algorithm.timeEvent(event), to->timeEvent);
+        EXPECT_EQ(0.25f, to->weight);
+    }
+
     myActiveAlgorithm = nullptr;
-    EXPECT_TRUE(addCrash("/data/crash_02.csh")->TTFSettingListEmpty()) << "no algorithm, no events";
+    EXPECT_TRUE(addCrash("/data/crash_03.csh")->TTFSettingListEmpty()) << "no algorithm, no events";
 }
 
 TEST_F(cKynFileTest, LoadTTFSettingsStopsAtAnUnknownEventAndKeepsWhatCameBefore)
@@ -138,28 +152,6 @@ TEST_F(cKynFileTest, LoadTTFSettingsStopsAtAnUnknownEventAndKeepsWhatCameBefore)
     EXPECT_TRUE(file->loadTTFSettings(&good));
     EXPECT_EQ((std::vector<std::string>{"20", "-2", "S:late"}), texts(*a));
     EXPECT_EQ(3.0f, a->weight);
-}
-
-TEST_F(cKynFileTest, CopyTTFSettingsTakesTheTextsAndWeightsOfEachEntry)
-{
-    cKynFile* const source = addCrash("/data/crash_01.csh");
-    cKynFile* const target = addCrash("/data/crash_02.csh");
-    for (auto const& entry : source->getTtfSettings())
-    {
-        entry.second->setTtfValue(eTtfMinimum, entry.first == algorithm.timeEvent("A") ? "5" : "6");
-        entry.second->setTtfValue(eTtfMaximum, "free");
-        entry.second->weight = 0.25f;
-    }
-    target->copyTTFSettings(source);
-    for (auto const& [event, minimum] :
-         std::vector<std::pair<std::string, std::string>>{{"A", "100"}, {"C", "120"}})
-    {
-        structTTF const* const to = target->findStructTTF(algorithm.timeEvent(event));
-        EXPECT_NE(source->findStructTTF(algorithm.timeEvent(event)), to) << "the entries stay the file's own";
-        EXPECT_EQ((std::vector<std::string>{minimum, "-1", "S:free"}), texts(*to)) << event;
-        EXPECT_EQ(algorithm.timeEvent(event), to->timeEvent);
-        EXPECT_EQ(0.25f, to->weight);
-    }
 }
 
 TEST_F(cKynFileTest, UseFileReadsOnceAndGivesTheSamplesBackWhenUnselected)

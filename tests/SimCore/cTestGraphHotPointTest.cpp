@@ -21,11 +21,7 @@ class cTestGraphHotPointTest : public cResultsFixture
 protected:
     cTestGraphHotPointTest()
     {
-        cConfigurationGroup groups;
-        cConfigurationReader::read(testData("SimCore/results/hot-point-parameters.cfg"), "parameters.cfg",
-                                   groups);
-        for (cConfigurationGroup* const group : groups.GetConfigurationGroups())
-            new cParameter(group, "");
+        registerParameters("SimCore/results/hot-point-parameters.cfg");
         time = myActiveSymbolManager->getVariablePtr("thr_time");
         level = myActiveSymbolManager->getVariablePtr("thr_level");
         enable = myActiveSymbolManager->getVariablePtr("thr_enable");

@@ -144,3 +144,13 @@ inline std::string testData(std::string const& name)
     text << in.rdbuf();
     return text.str();
 }
+
+// The parameters of the "Parameter" groups of a data file, registered as symbols: the symbol manager
+// holds one link on each.
+inline void registerParameters(std::string const& name)
+{
+    cConfigurationGroup groups;
+    cConfigurationReader::read(testData(name), name, groups);
+    for (cConfigurationGroup* const group : groups.GetConfigurationGroups())
+        new cParameter(group, "");
+}
