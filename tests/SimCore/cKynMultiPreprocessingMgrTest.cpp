@@ -72,6 +72,7 @@ TEST_F(cKynMultiPreprocessingMgrTest, SelectionMovesWithinTheCountButNextCompare
 
     addItems(manager, {"A", "B"});
     EXPECT_FALSE(manager.selectNextItem()) << "index 1 is already the last";
+    EXPECT_EQ(1u, manager.getSelectedItemIndex());
     EXPECT_TRUE(manager.selectFirstItem());
     EXPECT_EQ(0u, manager.getSelectedItemIndex());
     EXPECT_TRUE(manager.selectNextItem());

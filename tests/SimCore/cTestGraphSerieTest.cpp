@@ -30,10 +30,6 @@ protected:
         graph.AddObject(made);
         return made;
     }
-    void entryAt(long ticks)
-    {
-        algorithm.timeEvent("Entry")->getActiveTimeEventValuesForOneFile()->setForced(ticks);
-    }
 
     cCriterionValuesForOneFile* acc = nullptr;
     cCriterionValuesForOneFile* speed = nullptr;
@@ -100,7 +96,7 @@ TEST_F(cTestGraphSerieTest, CurveOverTimeFollowsRateT0FactorLsbAndTheEntry)
         cTestGraphSerie* const serie = addSerie(timeGraph, eSerieYT, acc);
         fillCurve(acc, c.rate, c.t0, c.samples);
         acc->setIsAConstant2PointsCriterion(c.constant);
-        entryAt(c.entryTicks);
+        algorithm.timeEvent("Entry")->getActiveTimeEventValuesForOneFile()->setForced(c.entryTicks);
         EXPECT_TRUE(serie->isAThreshold()) << c.what;
         serie->computeResults(file, false, true);
         EXPECT_EQ(c.times, column(serie, kNomT)) << c.what;
