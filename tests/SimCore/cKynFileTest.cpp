@@ -190,18 +190,16 @@ TEST_F(cKynFileTest, UseFileReadsOnceAndGivesTheSamplesBackWhenUnselected)
     EXPECT_TRUE(quiet.lines().empty()) << "level 3 lines only";
 }
 
+// Each path of the input fails with the source and the failure of the expected output's line.
 TEST_F(cKynFileTest, MakeAcquisitionFileNamesThePathAndTheMissingReader)
 {
-    for (auto const& [path, argument] : std::vector<std::pair<std::string, std::string>>{
-             {"/data/Front_01.CSH", "/data/Front_01.CSH (reading CSH files is not available yet)"},
-             {"/data/side.bin", "/data/side.bin (reading BIN files is not available yet)"},
-             {"/data/side.txt", "/data/side.txt"},
-             {"/data.csh/side", "/data.csh/side"}})
+    std::istringstream paths(testData("SimCore/results/acquisition-paths.txt"));
+    std::string failures;
+    for (std::string path; std::getline(paths, path);)
     {
         auto const open = [&] { myActiveFileList->addFile(path.c_str(), nullptr); };
-        EXPECT_EQ("cFstreamOpenException|makeAcquisitionFile|Unable to open file: " + argument,
-                  failureOf(open));
-        EXPECT_EQ("SimCore/cKynFile", sourceOf(open));
+        failures += sourceOf(open) + "|" + failureOf(open) + "\n";
     }
+    EXPECT_EQ(testData("SimCore/results/acquisition-failures.txt"), failures);
     EXPECT_EQ(0u, myActiveFileList->getFilesNumber()) << "a file that cannot be read leaves no entry";
 }
