@@ -95,22 +95,17 @@ TEST_F(cTestGraphHotPointTest, ReadPointHoldsWhileItsConditionIsNotZeroAndGivesI
     EXPECT_EQ(1, level->getLinksNumber());
 }
 
+// Each group of the input fails as the expected output says, and the links on time and level stay one.
 TEST_F(cTestGraphHotPointTest, FailedReadSaysWhyAndLeavesNoLinkBehind)
 {
-    for (auto const& [text, failure] : std::vector<std::pair<std::string, std::string>>{
-             {"Abscissa = thr_time\nOrdinate = nowhere\n",
-              "cUnknownSymbol|cTestGraphHotPoint::cTestGraphHotPoint|Unknown symbol: nowhere"},
-             {"Abscissa = thr_time\n",
-              "cMissingItem|cConfigurationGroup::findItem|Missing key \"Ordinate\".\n"
-              "In group \"Hot Point\" of file \"criteria.cfg\"."},
-             {"Abscissa = thr_time\nOrdinate = thr_level\nCondition = *(thr_enable\n",
-              "cInvalidEquationSyntax|cEquation::createEquation|Invalid equation \"*(thr_enable\": \")\" "
-              "expected.\n"}})
-    {
-        EXPECT_EQ(failure, failureOf([&] { read(text); }));
-        EXPECT_EQ(1, time->getLinksNumber()) << text;
-        EXPECT_EQ(1, level->getLinksNumber()) << text;
-    }
+    cConfigurationGroup groups;
+    cConfigurationReader::read(testData("SimCore/results/hot-point-failures.cfg"), "criteria.cfg", groups);
+    std::string failures;
+    for (cConfigurationGroup* const group : groups.GetConfigurationGroups())
+        failures += failureOf([&] { cTestGraphHotPoint(group, 0, "Hot Point"); }) + "\nlinks " +
+                    std::to_string(time->getLinksNumber()) + " " + std::to_string(level->getLinksNumber()) +
+                    "\n";
+    EXPECT_EQ(testData("SimCore/results/hot-point-failures-expected.txt"), failures);
 }
 
 TEST_F(cTestGraphHotPointTest, PositionAndDragsAreRawUnderLsbExceptForATimeAbscissa)
