@@ -21,15 +21,6 @@ protected:
         acc = values("Acc");
         speed = values("Speed");
     }
-    cTestGraphSerie* addSerie(cScatterGraph& graph, ESerieType type, cCriterionValuesForOneFile* ordinate)
-    {
-        auto* const made = new cTestGraphSerie(type);
-        made->setGraph(&graph);
-        made->setOrdinate(ordinate);
-        made->setDefaultColor(0x123456);
-        graph.AddObject(made);
-        return made;
-    }
 
     cCriterionValuesForOneFile* acc = nullptr;
     cCriterionValuesForOneFile* speed = nullptr;
