@@ -295,12 +295,10 @@ TEST_F(cTimeEventTest, KeysReadWithDefaultsAndWrittenByTheirBitsLosingTheMarginT
     EXPECT_EQ(testData("SimCore/results/time-event-expected.cfg"),
               cConfigurationWriter::write(written, nullptr));
 
-    // Read back, the margin test link follows the file link again: the rewritten file lost it.
+    // Read back (the keys are those of the input), the margin test link follows the file link again:
+    // the rewritten file lost it.
     cTimeEvent* copy = new cTimeEvent(written.GetConfigurationGroups()[0], "Algorithm");
     EXPECT_TRUE(copy->isFileLinked() && copy->computeDisplacement() && copy->isMarginTestLinked());
-    EXPECT_EQ("Front|Belt|S1|Entry|D0", copy->getAlgoType() + "|" + copy->getTimeEventCategory() + "|" +
-                                            copy->getSableName() + "|" + copy->getReferenceName() + "|" +
-                                            copy->getReferenceNameDisplacement());
     cParameter::deleteInstance(copy);
 }
 
