@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 #include <memory>
+#include <sstream>
 #include <string>
 
 namespace
@@ -283,22 +284,14 @@ TEST_F(cGraphParameterTest, RemoveValuesFromCrashFileTakesTheCurrentListOrOneFil
     EXPECT_EQ(1u, timeGraph.getGraphObjects().size());
 }
 
+// Each input line is the colour key of a criterion (the last one none); BLUE_3 is RGB(0, 99, 255).
 TEST_F(cGraphParameterTest, ColorIsAHexadecimalNumberOrAConstant)
 {
-    struct sCase
-    {
-        char const* text;
-        long color;
-    };
-    // RGB(0, 99, 255) is blue 255, green 99, red 0.
-    for (sCase const& c : {sCase{"Color = 0x00ff00\n", 0xff00}, sCase{"Color = \" 0x00ff00\t\"\n", 0xff00},
-                           sCase{"Color = BLUE_3\n", 0xff6300}, sCase{"Color = 255\n", 255},
-                           sCase{"Color = NO_SUCH_COLOUR\n", 0}, sCase{"Color = x0FF\n", 0},
-                           sCase{"Color = 0\n", 0}, sCase{"Color = 0x00FF6300\n", 0xff6300}, sCase{"", 0}})
-    {
-        tCriterionPtr criterion = makeCriterion(std::string("Name = C\n") + c.text);
-        EXPECT_EQ(c.color, criterion->getColor()) << c.text;
-    }
+    std::istringstream inputs(testData("SimCore/results/colors-input.cfg"));
+    std::ostringstream colors;
+    for (std::string line; std::getline(inputs, line);)
+        colors << line << " -> " << std::hex << makeCriterion("Name = C\n" + line + "\n")->getColor() << "\n";
+    EXPECT_EQ(testData("SimCore/results/colors-expected.txt"), colors.str());
 }
 
 TEST_F(cGraphParameterTest, CrashColorChangedReachesTheSeriesOfARegisteredGraphOnly)

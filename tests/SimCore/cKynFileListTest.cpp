@@ -25,9 +25,9 @@ private:
     std::set<std::string>& m_deleted;
 };
 
+// Files "f0" ... in order; those whose index is in `used` take part in computations.
 struct sList
 {
-    // Files "f0" ... in order; those whose index is in `used` take part in computations.
     explicit sList(unsigned int count, std::set<unsigned int> const& used = {})
     {
         for (unsigned int i = 0; i < count; ++i)
@@ -44,7 +44,6 @@ struct sList
             result.push_back(file->extractName());
         return result;
     }
-
     std::set<std::string> deleted; // outlives the list
     cKynFileList list;
 };
@@ -57,18 +56,18 @@ TEST_F(cKynFileListTest, WalksGoOverAllFilesOrOverTheUsedOnes)
     EXPECT_EQ((std::vector<std::string>{"f0", "f1", "f2", "f3", "f4"}), files.names());
     EXPECT_EQ((std::vector<std::string>{"f1", "f2", "f4"}), files.names(true));
     EXPECT_EQ(3u, files.list.getUsedFileNumber());
-    EXPECT_EQ("f3", files.list.getFile(3)->extractName());
 
     unsigned int cursor = 7;
-    sList empty(2);
-    EXPECT_EQ(nullptr, empty.list.firstUsedFile(cursor));
+    sList unused(2);
+    EXPECT_EQ(nullptr, unused.list.firstUsedFile(cursor));
     EXPECT_EQ(2u, cursor);
-    EXPECT_EQ(nullptr, empty.list.nextUsedFile(cursor)) << "stays behind the end";
+    EXPECT_EQ(nullptr, unused.list.nextUsedFile(cursor)) << "stays behind the end";
 
     files.list.clearUsedFiles();
-    EXPECT_EQ(0u, files.list.getUsedFileNumber());
     EXPECT_TRUE(files.names(true).empty());
     EXPECT_EQ(5u, files.list.getFilesNumber()) << "the files stay in the list";
+    EXPECT_EQ("File List Files (*.fls)|*.fls|All Files (*.*)|*.*||", cKynFileList::getFileFilter(0));
+    EXPECT_EQ("fls", cKynFileList::getDefaultExtension(0));
 }
 
 TEST_F(cKynFileListTest, RemovalDeletesTheFilesAndKeepsTheOrderOfTheOthersFoundByPointer)
@@ -101,10 +100,4 @@ TEST_F(cKynFileListTest, RemovalDeletesTheFilesAndKeepsTheOrderOfTheOthersFoundB
         list.addFile(new cTracedRecording("/data/a.csh", deleted));
     }
     EXPECT_EQ((std::set<std::string>{"a"}), deleted) << "the list's destructor deletes its files";
-}
-
-TEST_F(cKynFileListTest, FileDialogTexts)
-{
-    EXPECT_EQ("File List Files (*.fls)|*.fls|All Files (*.*)|*.*||", cKynFileList::getFileFilter(0));
-    EXPECT_EQ("fls", cKynFileList::getDefaultExtension(0));
 }

@@ -56,70 +56,70 @@ std::vector<std::string> texts(structTTF const& ttf)
 } // namespace
 
 // Each input line is given as the optimum, at 20000 ticks per second, and read back as stored, as text
-// in milliseconds with 3 and 0 decimals and as XML text with 1. Any negative number other than -2 is
-// no fire; ticks and milliseconds round half away from zero.
+// in milliseconds with 3 and 0 decimals, as XML text with 1 and as a number of milliseconds when there
+// is one (else the number passed in, -7, stays). Any negative number other than -2 is no fire; ticks
+// and milliseconds round half away from zero.
 TEST_F(cKynFileTest, ExpectedTimeTextsGoInAsTicksAndComeBackAsMilliseconds)
 {
     structTTF ttf(algorithm.timeEvent("A"), "-1", "-1", "-1", 1.0f);
     std::istringstream inputs(testData("SimCore/results/ttf-input.txt"));
-    std::string stored;
+    std::ostringstream stored;
     for (std::string input; std::getline(inputs, input);)
     {
         EXPECT_TRUE(ttf.setTtfValue(eTtfOptimum, input));
-        stored += ttf.values[eTtfOptimum] + " | " + ttf.asString(eTtfOptimum, 3) + " | " +
-                  ttf.asXmlString(eTtfOptimum, 1) + " | " + ttf.asString(eTtfOptimum, 0) + "\n";
+        double milliseconds = -7.0;
+        bool const isNumber = ttf.asMilliseconds(eTtfOptimum, milliseconds);
+        stored << ttf.values[eTtfOptimum] << " | " << ttf.asString(eTtfOptimum, 3) << " | "
+               << ttf.asXmlString(eTtfOptimum, 1) << " | " << ttf.asString(eTtfOptimum, 0) << " | "
+               << isNumber << " " << milliseconds << "\n";
     }
-    EXPECT_EQ(testData("SimCore/results/ttf-expected.txt"), stored);
+    EXPECT_EQ(testData("SimCore/results/ttf-expected.txt"), stored.str());
     EXPECT_EQ("-1", ttf.values[eTtfMinimum]) << "only the given kind changes";
-
-    // Only a number of ticks gives milliseconds.
-    double milliseconds = -7.0;
-    for (std::string const text : {"NF", "NotDef", "after the pole"})
-    {
-        ttf.setTtfValue(eTtfMaximum, text);
-        EXPECT_FALSE(ttf.asMilliseconds(eTtfMaximum, milliseconds)) << text;
-    }
-    EXPECT_EQ(-7.0, milliseconds) << "untouched when there is no number";
-    ttf.setTtfValue(eTtfMaximum, "12.5");
-    ASSERT_TRUE(ttf.asMilliseconds(eTtfMaximum, milliseconds));
-    EXPECT_DOUBLE_EQ(12.5, milliseconds);
 }
 
-TEST_F(cKynFileTest, NewFileExpectsNoFireForEachFileLinkedEventOnly)
+// A new file expects no fire for each file-linked event; a copy takes texts and weights entry by entry.
+TEST_F(cKynFileTest, NewFileExpectsNoFireForEachFileLinkedEventAndCopiesTakeTheEntries)
 {
     cKynFile* const file = addCrash("/data/crash_01.csh");
-    cTimeEvent* const a = algorithm.timeEvent("A");
+    cKynFile* const target = addCrash("/data/crash_02.csh");
     cTimeEvent* const b = algorithm.timeEvent("B");
-    cTimeEvent* const c = algorithm.timeEvent("C");
     ASSERT_EQ(2u, file->getTtfSettings().size());
-    for (cTimeEvent* event : {a, c})
+    for (char const* name : {"A", "C"})
     {
-        structTTF* const ttf = file->findStructTTF(event);
-        EXPECT_EQ(event, ttf->timeEvent);
+        structTTF* const ttf = file->findStructTTF(algorithm.timeEvent(name));
+        EXPECT_EQ(algorithm.timeEvent(name), ttf->timeEvent);
         EXPECT_EQ((std::vector<std::string>{"-1", "-1", "-1"}), texts(*ttf));
         EXPECT_EQ(1.0f, ttf->weight);
+        ttf->setTtfValue(eTtfMinimum, name == std::string("A") ? "5" : "6");
+        ttf->setTtfValue(eTtfMaximum, "free");
+        ttf->weight = 0.25f;
     }
     EXPECT_EQ(nullptr, file->tryFindStructTTF(b));
     EXPECT_EQ("cStructTTFSearchedException|cKynFile::findStructTTF|Expected time to fire not found.",
               failureOf([&] { file->findStructTTF(b); }));
     EXPECT_EQ(0x4639ff, file->getColor());
 
+    target->copyTTFSettings(file);
+    for (auto const& [event, minimum] :
+         std::vector<std::pair<std::string, std::string>>{{"A", "100"}, {"C", "120"}})
+    {
+        structTTF const* const to = target->findStructTTF(algorithm.timeEvent(event));
+        EXPECT_NE(file->findStructTTF(algorithm.timeEvent(event)), to) << "the entries stay the file's own";
+        EXPECT_EQ((std::vector<std::string>{minimum, "-1", "S:free"}), texts(*to)) << event;
+        EXPECT_EQ(algorithm.timeEvent(event), to->timeEvent);
+        EXPECT_EQ(0.25f, to->weight);
+    }
+
     myActiveAlgorithm = nullptr;
-    EXPECT_TRUE(addCrash("/data/crash_02.csh")->TTFSettingListEmpty()) << "no algorithm, no events";
+    EXPECT_TRUE(addCrash("/data/crash_03.csh")->TTFSettingListEmpty()) << "no algorithm, no events";
 }
 
 TEST_F(cKynFileTest, LoadTTFSettingsStopsAtAnUnknownEventAndKeepsWhatCameBefore)
 {
     cKynFile* const file = addCrash("/data/crash_01.csh");
     EXPECT_TRUE(file->loadTTFSettings(nullptr));
-    cConfigurationGroup group =
-        settings("Time Event Settings {\nTime Event = C\nMinimum Value = 10\nOptimum = NF\n"
-                 "Maximum Value = NotDef\nWeight = 0.5\n}\n"
-                 "Other {\nTime Event = A\n}\n"
-                 "Time Event Settings {\nTime Event = Z\nMinimum Value = 1\nOptimum = 2\n"
-                 "Maximum Value = 3\nWeight = 1\n}\n"
-                 "Time Event Settings {\nTime Event = A\nMinimum Value = 1\nOptimum = 2\n"
-                 "Maximum Value = 3\nWeight = 2\n}\n");
+    // C, then a group of another name, an unknown event Z and A.
+    cConfigurationGroup group = settings(testData("SimCore/results/ttf-settings.fls"));
     EXPECT_FALSE(file->loadTTFSettings(&group));
     structTTF* const c = file->findStructTTF(algorithm.timeEvent("C"));
     EXPECT_EQ((std::vector<std::string>{"200", "-1", "-2"}), texts(*c));
@@ -144,29 +144,6 @@ TEST_F(cKynFileTest, LoadTTFSettingsStopsAtAnUnknownEventAndKeepsWhatCameBefore)
     EXPECT_TRUE(file->loadTTFSettings(&good));
     EXPECT_EQ((std::vector<std::string>{"20", "-2", "S:late"}), texts(*a));
     EXPECT_EQ(3.0f, a->weight);
-}
-
-TEST_F(cKynFileTest, CopyTTFSettingsTakesTheTextsAndWeightsOfEachEntry)
-{
-    cKynFile* const source = addCrash("/data/crash_01.csh");
-    cKynFile* const target = addCrash("/data/crash_02.csh");
-    for (auto const& entry : source->getTtfSettings())
-    {
-        entry.second->setTtfValue(eTtfMinimum, entry.first == algorithm.timeEvent("A") ? "5" : "6");
-        entry.second->setTtfValue(eTtfMaximum, "free");
-        entry.second->weight = 0.25f;
-    }
-    target->copyTTFSettings(source);
-    for (cTimeEvent* event : {algorithm.timeEvent("A"), algorithm.timeEvent("C")})
-    {
-        structTTF const* const from = source->findStructTTF(event);
-        structTTF const* const to = target->findStructTTF(event);
-        EXPECT_NE(from, to) << "the entries stay the file's own";
-        EXPECT_EQ(texts(*from), texts(*to));
-        EXPECT_EQ(event, to->timeEvent);
-        EXPECT_EQ(0.25f, to->weight);
-    }
-    EXPECT_EQ("120", target->findStructTTF(algorithm.timeEvent("C"))->values[eTtfMinimum]);
 }
 
 TEST_F(cKynFileTest, UseFileReadsOnceAndGivesTheSamplesBackWhenUnselected)
@@ -205,18 +182,16 @@ TEST_F(cKynFileTest, UseFileReadsOnceAndGivesTheSamplesBackWhenUnselected)
     EXPECT_TRUE(quiet.lines().empty()) << "level 3 lines only";
 }
 
+// Each path of the input fails with the source and the failure of the expected output's line.
 TEST_F(cKynFileTest, MakeAcquisitionFileNamesThePathAndTheMissingReader)
 {
-    for (auto const& [path, argument] : std::vector<std::pair<std::string, std::string>>{
-             {"/data/Front_01.CSH", "/data/Front_01.CSH (reading CSH files is not available yet)"},
-             {"/data/side.bin", "/data/side.bin (reading BIN files is not available yet)"},
-             {"/data/side.txt", "/data/side.txt"},
-             {"/data.csh/side", "/data.csh/side"}})
+    std::istringstream paths(testData("SimCore/results/acquisition-paths.txt"));
+    std::string failures;
+    for (std::string path; std::getline(paths, path);)
     {
         auto const open = [&] { myActiveFileList->addFile(path.c_str(), nullptr); };
-        EXPECT_EQ("cFstreamOpenException|makeAcquisitionFile|Unable to open file: " + argument,
-                  failureOf(open));
-        EXPECT_EQ("SimCore/cKynFile", sourceOf(open));
+        failures += sourceOf(open) + "|" + failureOf(open) + "\n";
     }
+    EXPECT_EQ(testData("SimCore/results/acquisition-failures.txt"), failures);
     EXPECT_EQ(0u, myActiveFileList->getFilesNumber()) << "a file that cannot be read leaves no entry";
 }

@@ -1,12 +1,8 @@
 #include "SimCore/cTestGraphHotPoint.h"
 
-#include "PlotKit/cScatterGraph.h"
 #include "SimCore/cEquation.h"
-#include "SimCore/cParameter.h"
 #include "SimCore/cTestGraphSerie.h"
-#include "SimCore/cTestMgr.h"
-#include "StoreKit/cConfigurationReader.h"
-#include "tests/support/cSimCoreFixture.h"
+#include "tests/support/cAlgorithmFixture.h"
 #include "tests/support/cTestHelpers.h"
 
 #include <gtest/gtest.h>
@@ -17,29 +13,20 @@
 
 namespace
 {
-// Three registered float parameters, held by the symbol manager (one link each): "thr_time" (factor
-// 0.5, raw 10), "thr_level" (factor 0.25, raw 40, raw limits 0 to 200) and "thr_enable" (raw 0). A
-// series on a graph whose test decides LSB carries the points under test.
+// Three registered float parameters of the data file, held by the symbol manager (one link each):
+// "thr_time" (factor 0.5, raw 10), "thr_level" (factor 0.25, raw 40, raw limits 0 to 200) and
+// "thr_enable" (raw 0). A series on a graph whose test decides LSB carries the points under test.
 class cTestGraphHotPointTest : public cResultsFixture
 {
 protected:
     cTestGraphHotPointTest()
     {
-        time = addParameter("Threshold Time", "thr_time", "0.5", "10");
-        level = addParameter("Threshold Level", "thr_level", "0.25", "40");
-        enable = addParameter("Threshold Enable", "thr_enable", "1", "0");
+        registerParameters("SimCore/results/hot-point-parameters.cfg");
+        time = myActiveSymbolManager->getVariablePtr("thr_time");
+        level = myActiveSymbolManager->getVariablePtr("thr_level");
+        enable = myActiveSymbolManager->getVariablePtr("thr_enable");
         graph.getParameter().test = &test;
         owner.setGraph(&graph);
-    }
-    static cParameter* addParameter(std::string const& name, std::string const& registration,
-                                    std::string const& factor, std::string const& raw)
-    {
-        cConfigurationGroup group("Parameter");
-        cConfigurationReader::read("Name = " + name + "\nRegistration Name = " + registration +
-                                       "\nFloat = 1\nConversion Factor = " + factor + "\nRaw Value = " + raw +
-                                       "\nMinimum Value = 0\nMaximum Value = 200\nSymbol Registered = 1\n",
-                                   "parameters.cfg", group);
-        return new cParameter(&group, "");
     }
     // A point read from a "Hot Point" group of this text, owned by the caller.
     static std::unique_ptr<cTestGraphHotPoint> read(std::string const& text)
@@ -47,13 +34,6 @@ protected:
         cConfigurationGroup group("Hot Point");
         cConfigurationReader::read(text, "criteria.cfg", group);
         return std::make_unique<cTestGraphHotPoint>(&group, 0x0000ff, "Hot Point");
-    }
-    cTestGraphHotPoint* ownedPoint(bool timeAbscissa)
-    {
-        auto* const point = new cTestGraphHotPoint(time, level, nullptr, 0x0000ff, "Hot Point");
-        point->setTimeAbscissa(timeAbscissa);
-        owner.addHotPoint(point);
-        return point;
     }
     static double raw(cParameter const* parameter)
     {
@@ -115,28 +95,28 @@ TEST_F(cTestGraphHotPointTest, ReadPointHoldsWhileItsConditionIsNotZeroAndGivesI
     EXPECT_EQ(1, level->getLinksNumber());
 }
 
+// Each group of the input fails as the expected output says, and the links on time and level stay one.
 TEST_F(cTestGraphHotPointTest, FailedReadSaysWhyAndLeavesNoLinkBehind)
 {
-    for (auto const& [text, failure] : std::vector<std::pair<std::string, std::string>>{
-             {"Abscissa = thr_time\nOrdinate = nowhere\n",
-              "cUnknownSymbol|cTestGraphHotPoint::cTestGraphHotPoint|Unknown symbol: nowhere"},
-             {"Abscissa = thr_time\n",
-              "cMissingItem|cConfigurationGroup::findItem|Missing key \"Ordinate\".\n"
-              "In group \"Hot Point\" of file \"criteria.cfg\"."},
-             {"Abscissa = thr_time\nOrdinate = thr_level\nCondition = *(thr_enable\n",
-              "cInvalidEquationSyntax|cEquation::createEquation|Invalid equation \"*(thr_enable\": \")\" "
-              "expected.\n"}})
+    cConfigurationGroup groups;
+    cConfigurationReader::read(testData("SimCore/results/hot-point-failures.cfg"), "criteria.cfg", groups);
+    std::string failures;
+    for (cConfigurationGroup* const group : groups.GetConfigurationGroups())
     {
-        EXPECT_EQ(failure, failureOf([&] { read(text); }));
-        EXPECT_EQ(1, time->getLinksNumber()) << text;
-        EXPECT_EQ(1, level->getLinksNumber()) << text;
+        failures += failureOf([&] { cTestGraphHotPoint(group, 0, "Hot Point"); }); // before the counts
+        failures += "\nlinks " + std::to_string(time->getLinksNumber()) + " " +
+                    std::to_string(level->getLinksNumber()) + "\n";
     }
+    EXPECT_EQ(testData("SimCore/results/hot-point-failures-expected.txt"), failures);
 }
 
 TEST_F(cTestGraphHotPointTest, PositionAndDragsAreRawUnderLsbExceptForATimeAbscissa)
 {
-    cTestGraphHotPoint* const point = ownedPoint(false);
-    cTestGraphHotPoint* const timed = ownedPoint(true);
+    auto* const point = new cTestGraphHotPoint(time, level, nullptr, 0x0000ff, "Hot Point");
+    auto* const timed = new cTestGraphHotPoint(time, level, nullptr, 0x0000ff, "Hot Point");
+    timed->setTimeAbscissa(true);
+    owner.addHotPoint(point);
+    owner.addHotPoint(timed);
     EXPECT_EQ(&owner, point->getOwner());
 
     // Converted values: 10 * 0.5 and 40 * 0.25.

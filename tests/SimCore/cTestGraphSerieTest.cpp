@@ -21,19 +21,6 @@ protected:
         acc = values("Acc");
         speed = values("Speed");
     }
-    cTestGraphSerie* addSerie(cScatterGraph& graph, ESerieType type, cCriterionValuesForOneFile* ordinate)
-    {
-        auto* const made = new cTestGraphSerie(type);
-        made->setGraph(&graph);
-        made->setOrdinate(ordinate);
-        made->setDefaultColor(0x123456);
-        graph.AddObject(made);
-        return made;
-    }
-    void entryAt(long ticks)
-    {
-        algorithm.timeEvent("Entry")->getActiveTimeEventValuesForOneFile()->setForced(ticks);
-    }
 
     cCriterionValuesForOneFile* acc = nullptr;
     cCriterionValuesForOneFile* speed = nullptr;
@@ -79,37 +66,28 @@ TEST_F(cTestGraphSerieTest, CurveOverTimeFollowsRateT0FactorLsbAndTheEntry)
         std::vector<float> samples;
         std::vector<float> times, values;
     };
-    for (
-        sCase const& c : std::vector<sCase>{
-            // 9 and 13 times 0.1 give 0.9f and 1.3f only when the product is taken in double.
-            {"converted", false, false, false, 0, 500.0f, 3000, {9, 13, -20}, {3, 5, 7}, {0.9f, 1.3f, -2.0f}},
-            {"raw under LSB", true, false, false, 0, 500.0f, 3000, {9, 13, -20}, {3, 5, 7}, {9, 13, -20}},
-            // Samples at 0 to 4 ms, the entry at 2.5 ms: drawn from the first sample after it.
-            {"after the entry",
-             false,
-             true,
-             false,
-             25,
-             1000.0f,
-             0,
-             {10, 20, 30, 40, 50},
-             {0.5f, 1.5f},
-             {4, 5}},
-            // An entry at tick 0 is no reference time: every sample, negative times included.
-            {"entry at 0", false, true, false, 0, 1000.0f, -2000, {10, 20, 30}, {-2, -1, 0}, {1, 2, 3}},
-            {"entry never fired", false, true, false, -1, 1000.0f, 0, {10, 20, 30}, {}, {}},
-            // A constant over 11 steps of 1 kHz from T0 = 2 ms has rate 100 Hz; its end is 1000 / 100 -
-            // 2000 / 1000 = 8 ms (T0 is subtracted: stored results were drawn so).
-            {"constant from the entry", false, true, true, 25, 100.0f, 2000, {4, 4}, {0, 5.5f}, {0.4f, 0.4f}},
-            {"constant, entry at its end", false, true, true, 80, 100.0f, 2000, {4, 4}, {}, {}},
-            {"constant as samples", false, false, true, 25, 100.0f, 2000, {4, 4}, {2, 12}, {0.4f, 0.4f}}})
+    std::vector<sCase> const cases{
+        // 9 and 13 times 0.1 give 0.9f and 1.3f only when the product is taken in double.
+        {"converted", false, false, false, 0, 500.0f, 3000, {9, 13, -20}, {3, 5, 7}, {0.9f, 1.3f, -2.0f}},
+        {"raw under LSB", true, false, false, 0, 500.0f, 3000, {9, 13, -20}, {3, 5, 7}, {9, 13, -20}},
+        // Samples at 0 to 4 ms, the entry at 2.5 ms: drawn from the first sample after it.
+        {"after entry", false, true, false, 25, 1000.0f, 0, {10, 20, 30, 40, 50}, {0.5f, 1.5f}, {4, 5}},
+        // An entry at tick 0 is no reference time: every sample, negative times included.
+        {"entry at 0", false, true, false, 0, 1000.0f, -2000, {10, 20, 30}, {-2, -1, 0}, {1, 2, 3}},
+        {"entry never fired", false, true, false, -1, 1000.0f, 0, {10, 20, 30}, {}, {}},
+        // A constant over 11 steps of 1 kHz from T0 = 2 ms has rate 100 Hz; its end is 1000 / 100 -
+        // 2000 / 1000 = 8 ms (T0 is subtracted: stored results were drawn so).
+        {"constant from the entry", false, true, true, 25, 100.0f, 2000, {4, 4}, {0, 5.5f}, {0.4f, 0.4f}},
+        {"constant, entry at its end", false, true, true, 80, 100.0f, 2000, {4, 4}, {}, {}},
+        {"constant as samples", false, false, true, 25, 100.0f, 2000, {4, 4}, {2, 12}, {0.4f, 0.4f}}};
+    for (sCase const& c : cases)
     {
         timeTest.setLSB(c.lsb);
         timeTest.setEntryAdjusted(c.entryAdjusted);
         cTestGraphSerie* const serie = addSerie(timeGraph, eSerieYT, acc);
         fillCurve(acc, c.rate, c.t0, c.samples);
         acc->setIsAConstant2PointsCriterion(c.constant);
-        entryAt(c.entryTicks);
+        algorithm.timeEvent("Entry")->getActiveTimeEventValuesForOneFile()->setForced(c.entryTicks);
         EXPECT_TRUE(serie->isAThreshold()) << c.what;
         serie->computeResults(file, false, true);
         EXPECT_EQ(c.times, column(serie, kNomT)) << c.what;

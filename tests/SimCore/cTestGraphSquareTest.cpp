@@ -136,10 +136,7 @@ TEST_F(cTestGraphSquareTest, RectangleIsPlacedOnTheEnvelopeOfTheFirstSerie)
 {
     cCriterionValuesForOneFile* const speed = values("Speed");
     cCriterionValuesForOneFile* const acc = values("Acc");
-    auto* const serie = new cTestGraphSerie(eSerieYX);
-    serie->setGraph(&xyGraph);
-    serie->setOrdinate(acc);
-    xyGraph.AddObject(serie);
+    cTestGraphSerie* const serie = addSerie(xyGraph, eSerieYX, acc);
     expect("1", "2", "3");
     cTestGraphSquare* const square = addSquare(xyGraph, eSquareRectangle, ttf);
 

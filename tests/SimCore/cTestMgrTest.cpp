@@ -10,9 +10,10 @@
 
 namespace
 {
-std::vector<std::string> pathTexts(cTestMgr const& test)
+std::string pathTexts(cTestMgr const& test)
 {
-    return {test.getPathText(0), test.getPathText(1), test.getPathText(2), test.getPathText(3)};
+    return test.getPathText(0) + "|" + test.getPathText(1) + "|" + test.getPathText(2) + "|" +
+           test.getPathText(3);
 }
 using cTestMgrTest = cResultsFixture;
 } // namespace
@@ -30,53 +31,47 @@ TEST_F(cTestMgrTest, StartsWithEveryFlagOffAndPathTextsGoWhereTheReportGenerator
 
     test.setPathInformationGeneration("a", "b", "c", "d");
     EXPECT_TRUE(test.isPathInformationSet());
-    EXPECT_EQ((std::vector<std::string>{"a", "d", "c", "b"}), pathTexts(test));
+    EXPECT_EQ("a|d|c|b", pathTexts(test));
     cTestMgr csv("T");
     csv.setCSVPathInformationGeneration("x", "y", "Generate CSV");
     EXPECT_TRUE(csv.isPathInformationSet());
-    EXPECT_EQ((std::vector<std::string>{"", "y", "x", ""}), pathTexts(csv));
+    EXPECT_EQ("|y|x|", pathTexts(csv));
     EXPECT_EQ("Generate CSV", csv.getGenerationLabel());
 }
 
-TEST_F(cTestMgrTest, MaintainDataSetTogglesAndGivesItsSmallestPointerFirst)
+// An item toggles in and out of the set; for a file, the first item holding it decides.
+TEST_F(cTestMgrTest, MaintainDataSetTogglesAndAFileIsKeptByTheFirstItemHoldingIt)
 {
+    cKynFile* const file = addCrash("/data/crash_01.csh");
     cKynMultiPreprocessingItem* const side = multiPreprocessing.addItem("Side");
+    side->setFileList(item->getFileList()); // both items hold the very same file
     cTestMgr test("T");
     test.toggleMaintainData(nullptr);
     EXPECT_EQ(0u, test.getMaintainDataMppItemCount());
     test.toggleMaintainData(side);
+    EXPECT_FALSE(test.checkForMaintainData(file)) << "the first item, not kept, decides";
     test.toggleMaintainData(item);
+    EXPECT_TRUE(test.checkForMaintainData(file));
     EXPECT_EQ(2u, test.getMaintainDataMppItemCount());
     EXPECT_EQ(std::min(side, item, std::less<cKynMultiPreprocessingItem*>()),
-              test.getFirstMaintainDataMppItem());
+              test.getFirstMaintainDataMppItem())
+        << "the smallest pointer first";
     test.toggleMaintainData(side);
     EXPECT_FALSE(test.checkForMaintainData(side)) << "a second toggle takes it out again";
     EXPECT_TRUE(test.checkForMaintainData(item));
     EXPECT_EQ(item, test.getFirstMaintainDataMppItem());
+    EXPECT_FALSE(test.checkForMaintainData(static_cast<cKynFile const*>(nullptr)));
+    cKynFileList loose;
+    EXPECT_FALSE(test.checkForMaintainData(loose.addFile(new cInputFile("/data/crash_01.csh"))));
 
     test.clearMaintainData();
     test.addAllMppItemsToMaintainData();
     EXPECT_EQ(2u, test.getMaintainDataMppItemCount());
     test.removeMaintainData(item);
     EXPECT_EQ(side, test.getFirstMaintainDataMppItem());
-}
-
-TEST_F(cTestMgrTest, MaintainDataForAFileAnswersForTheFirstItemHoldingIt)
-{
-    cKynFile* const file = addCrash("/data/crash_01.csh");
-    cKynMultiPreprocessingItem* const side = multiPreprocessing.addItem("Side");
-    side->setFileList(item->getFileList()); // both items hold the very same file
-    cTestMgr test("T");
-
-    test.toggleMaintainData(side);
-    EXPECT_FALSE(test.checkForMaintainData(file)) << "the first item, not kept, decides";
-    test.toggleMaintainData(item);
-    EXPECT_TRUE(test.checkForMaintainData(file));
-    EXPECT_FALSE(test.checkForMaintainData(static_cast<cKynFile const*>(nullptr)));
-    cKynFileList loose;
-    EXPECT_FALSE(test.checkForMaintainData(loose.addFile(new cInputFile("/data/crash_01.csh"))));
 
     myActiveMultiPreprocessingMgr = nullptr;
+    test.toggleMaintainData(item);
     EXPECT_FALSE(test.checkForMaintainData(file)) << "without a manager no item holds a file";
     side->setFileList(nullptr); // the list belongs to the first item
 }

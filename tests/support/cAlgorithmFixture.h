@@ -7,6 +7,7 @@
 #include "PlotKit/cScatterGraph.h"
 #include "SimCore/cCriterion.h"
 #include "SimCore/cDriftParameter.h"
+#include "SimCore/cTestGraphSerie.h"
 #include "SimCore/cTestMgr.h"
 #include "SimCore/cTimeEvent.h"
 #include "StoreKit/cConfigurationReader.h"
@@ -52,6 +53,17 @@ protected:
         xyGraph.getParameter().test = &xyTest;
         xyGraph.getParameter().abscissaCriterion = algorithm.criterion("Speed");
         startIteration();
+    }
+    // A series of those values made by hand on the graph, which owns it; its own colour is 0x123456.
+    static cTestGraphSerie* addSerie(cScatterGraph& graph, ESerieType type,
+                                     cCriterionValuesForOneFile* ordinate)
+    {
+        auto* const made = new cTestGraphSerie(type);
+        made->setGraph(&graph);
+        made->setOrdinate(ordinate);
+        made->setDefaultColor(0x123456);
+        graph.AddObject(made);
+        return made;
     }
     cCriterionValuesForOneFile* values(std::string const& criterion)
     {
@@ -143,4 +155,14 @@ inline std::string testData(std::string const& name)
     std::ostringstream text;
     text << in.rdbuf();
     return text.str();
+}
+
+// The parameters of the "Parameter" groups of a data file, registered as symbols: the symbol manager
+// holds one link on each.
+inline void registerParameters(std::string const& name)
+{
+    cConfigurationGroup groups;
+    cConfigurationReader::read(testData(name), name, groups);
+    for (cConfigurationGroup* const group : groups.GetConfigurationGroups())
+        new cParameter(group, "");
 }
