@@ -8,9 +8,6 @@
 #include "tests/support/cTestStage.h"
 
 #include <gtest/gtest.h>
-#include <memory>
-#include <string>
-#include <vector>
 
 namespace
 {
@@ -63,12 +60,15 @@ public:
     using cPreprocessorChainMgr::Calculate;
 };
 
+// A preprocessor group; an empty criterion name leaves its list empty.
 std::string prep(std::string const& name, std::string const& in, std::string const& out,
-                 std::string const& parameters = "Parameter {\nValue = 2\n}\n", std::string const& extra = "")
+                 std::string const& parameters = "Parameter {\nValue = 2\n}\n", std::string const& extra = "",
+                 std::string const& type = "Gain")
 {
-    return "Preprocessor {\nName = " + name + "\nType = Gain\n" + extra +
-           "Starting Criteria {\nName = " + in + "\n}\nFinal Criteria {\nName = " + out +
-           "\n}\nParameters List {\n" + parameters + "}\n}\n";
+    auto list = [](std::string const& criterion)
+    { return criterion.empty() ? "" : "Name = " + criterion + "\n"; };
+    return "Preprocessor {\nName = " + name + "\nType = " + type + "\n" + extra + "Starting Criteria {\n" +
+           list(in) + "}\nFinal Criteria {\n" + list(out) + "}\nParameters List {\n" + parameters + "}\n}\n";
 }
 
 class cKynPreprocessorTest : public cResultsFixture
@@ -109,14 +109,6 @@ protected:
     cConfigurationGroup config;
 };
 
-// A group with empty criteria lists (or the given "Name = ..." lines) and no parameter.
-std::string bare(std::string const& name, std::string const& type, std::string const& in,
-                 std::string const& out)
-{
-    return "Preprocessor {\nName = " + name + "\nType = " + type + "\nStarting Criteria {\n" + in +
-           "\n}\nFinal Criteria {\n" + out + "\n}\nParameters List {\n}\n}\n";
-}
-
 std::vector<double> parameters(CPreProcessor const& calc)
 {
     std::vector<double> values;
@@ -145,20 +137,20 @@ TEST_F(cKynPreprocessorTest, ConfigurationFailuresNameTheGroupAndLineAndGiveBack
     EXPECT_EQ("cGenericException|createPreProcessor|Preprocessor \"P\" of type \"Foo\": unknown preprocessor "
               "type." +
                   kSuffix,
-              make(bare("P", "Foo", "Name = In", "Name = Out")));
+              make(prep("P", "In", "Out", "", "", "Foo")));
     EXPECT_EQ(1, stage->criterion("In")->getLinksNumber());
     // A filter type needs its file, and is refused then.
-    std::string const filter = bare("F", "Digital Filter", "", "");
-    EXPECT_NE(std::string::npos, make(filter).find("Missing key \"Filter\""));
+    EXPECT_NE(std::string::npos,
+              make(prep("F", "", "", "", "", "Digital Filter")).find("Missing key \"Filter\""));
     EXPECT_EQ(
         "cGenericException|createPreProcessor|Preprocessor \"F\" of type \"Digital Filter\": the filter "
         "type is not available yet." +
             kSuffix,
-        make(filter.substr(0, filter.size() - 2) + "Filter = low.dft\n}\n"));
+        make(prep("F", "", "", "", "Filter = low.dft\n", "Digital Filter")));
 
     cKynPreprocessor p(first(prep("P", "In", "Out")), stage.get(), "");
     cRecordingTraceSink trace(4);
-    EXPECT_THROW(p.setConfiguration(first(bare("Q", "Bar", "", "")), ""), cGenericException);
+    EXPECT_THROW(p.setConfiguration(first(prep("Q", "", "", "", "", "Bar")), ""), cGenericException);
     EXPECT_EQ((std::vector<std::string>{"cKynPreprocessor::setConfiguration L621",
                                         "All drift parameters configured",
                                         "cKynPreprocessor::setConfiguration L621"}),

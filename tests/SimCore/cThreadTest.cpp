@@ -12,7 +12,6 @@
 #include <functional>
 #include <mutex>
 #include <stdexcept>
-#include <vector>
 
 // Message ids in the logs below: 65536 QUIT_MSG, 65537 RESET_MSG, 65538 FILE_CHANGED_MSG,
 // 65539 START_TEST_MSG, 65540 END_OF_TEST_MSG, 65541 RUN_TEST_MSG.

@@ -18,16 +18,10 @@ public:
     {
     }
 
-    using cDriftManager::changeFile;
-    using cDriftManager::endOfIteration;
-    using cDriftManager::getAppliedDrifts;
-    using cDriftManager::getAppliedDriftsNumber;
-    using cDriftManager::isFileChanged;
-    using cDriftManager::isProcessed;
-    using cDriftManager::manageDriftsSequence;
-    using cDriftManager::manageSameDriftIteratorSequence;
-    using cDriftManager::prepareForTest;
-    using cDriftManager::reset;
+    using cDriftManager::changeFile, cDriftManager::endOfIteration, cDriftManager::getAppliedDrifts,
+        cDriftManager::getAppliedDriftsNumber, cDriftManager::isFileChanged, cDriftManager::isProcessed,
+        cDriftManager::manageDriftsSequence, cDriftManager::manageSameDriftIteratorSequence,
+        cDriftManager::prepareForTest, cDriftManager::reset;
 
     // "Parameter" groups of the text become the stage's drift parameters.
     void loadParameters(std::string const& text)
