@@ -46,7 +46,7 @@ TEST_F(cDriftParameterMgrTest, StridesWalkEveryCombinationLastDriftFastestUntilT
     EXPECT_FALSE(drifts.restoreDriftState(1));
 }
 
-TEST_F(cDriftParameterMgrTest, CurrentModifiedAndSameIterationQueries)
+TEST_F(cDriftParameterMgrTest, CurrentModifiedAndSameIterationQueriesAndProcessedMarks)
 {
     cTestDriftList drifts;
     EXPECT_TRUE(drifts.isProcessed()) << "an empty list is processed";
@@ -73,4 +73,9 @@ TEST_F(cDriftParameterMgrTest, CurrentModifiedAndSameIterationQueries)
     found.add(p[0]);
     drifts.getCurrentDrifts(found); // appends
     EXPECT_EQ((tElements{p[0], p[1], p[2], p[3]}), toVector(found));
+    // A file change clears every processed mark; the stage's own changeFile does not come here.
+    drifts.endOfIteration();
+    EXPECT_TRUE(drifts.isProcessed());
+    drifts.changeFile();
+    EXPECT_FALSE(drifts.isProcessed() || p[0]->isProcessed() || p[3]->isProcessed());
 }

@@ -51,10 +51,6 @@ std::string names(cItemMgr const& list)
         text += (text.empty() ? "" : " ") + p->getName();
     return text;
 }
-cConfigurationGroup read(std::string const& text)
-{
-    return readGroup(text, "Parameters List");
-}
 std::string registered(std::string const& name, std::string const& registrationName)
 {
     return "Parameter {\nName = " + name +
@@ -107,7 +103,8 @@ TEST_F(cParameterMgrTest, BuildFileAndLoadParameterRoundTripThroughText)
     cConfigurationGroup saved;
     {
         cItemMgr list("Parameter", "Parameters List"), criteria("Criterion", "Criteria List");
-        cConfigurationGroup source = read(readText(SIMCORE_TEST_DATA_DIR "SimCore/parameters/list.cfg"));
+        cConfigurationGroup source =
+            readGroup(readText(SIMCORE_TEST_DATA_DIR "SimCore/parameters/list.cfg"), "Parameters List");
         list.loadParameter(&source, "Front unit");
         list.loadParameter(nullptr, "Front unit");
         EXPECT_EQ("Speed Gain", names(list));
@@ -119,7 +116,7 @@ TEST_F(cParameterMgrTest, BuildFileAndLoadParameterRoundTripThroughText)
     }
     // Loaded again once the first list has let go of its elements, the name is bound anew.
     cItemMgr reloaded("Parameter", "Parameters List");
-    cConfigurationGroup back = read(cConfigurationWriter::write(saved, nullptr));
+    cConfigurationGroup back = readGroup(cConfigurationWriter::write(saved, nullptr), "Parameters List");
     reloaded.loadParameter(back.findConfigurationGroup("Parameters List", true), "");
     cConfigurationGroup again;
     reloaded.buildFile(&again, mask);
@@ -131,7 +128,7 @@ TEST_F(cParameterMgrTest, ReloadingMustOfferTheSameRegisteredSymbols)
     cItemMgr list("Parameter", "Parameters List");
     auto check = [](cItemMgr& mgr, std::string const& text)
     {
-        cConfigurationGroup group = read(text);
+        cConfigurationGroup group = readGroup(text, "Parameters List");
         return failureOf([&] { mgr.checkComplianceForReloading(&group); });
     };
     EXPECT_EQ(

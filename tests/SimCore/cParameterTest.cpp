@@ -74,9 +74,6 @@ TEST_F(cParameterTest, WholeValuesRoundHalvesAwayFromZeroAndAgainAfterAFractiona
     EXPECT_EQ(5, rawOf(p.get()));
     EXPECT_EQ(3, p->checkFormat(mpf_class(4)));
     EXPECT_TRUE(messages.entries().empty()) << "new values are clamped without a question";
-    tParameterPtr f = load("Name = f\nFloat = 1\n");
-    setLimited(f.get(), mpf_class(2.5));
-    EXPECT_EQ(2.5, rawOf(f.get()));
 }
 
 TEST_F(cParameterTest, IntegerReadsRoundThroughDoublesUpTo32BitsAndInGmpFor64Bits)

@@ -36,7 +36,6 @@ public:
     // Each performIteration: the raw values of the applied drifts, in their order.
     std::vector<std::vector<double>> visited;
     unsigned int stepsCount = 0;
-    unsigned int runTestCount = 0;
     // Called by steps(), e.g. to ask for a stop in the middle of a sweep.
     std::function<void()> onStep;
 
@@ -50,7 +49,6 @@ protected:
     // The nested sweep when drifts are applied, else one iteration.
     void runTest(cMessage const*) override
     {
-        ++runTestCount;
         if (getAppliedDriftsNumber() != 0)
             manageDriftsSequence(0);
         else
