@@ -12,7 +12,6 @@
 namespace
 {
 using tNumbers = std::vector<double>;
-using tTexts = std::vector<std::string>;
 
 // A drift made directly, so that its points and raw setters can be reached.
 struct cTestDrift : cDrift
@@ -241,12 +240,13 @@ TEST_F(cDriftParameterTest, SavedDriftHoldsTheValueOrTheRawDriftAndDriftsAreTrac
         p->setRawDrift(10, 20, 2, 5, 1);
         p->saveDriftConfiguration(&parent, "Unit", "Ch1");
         p->clearDrift();
-        EXPECT_EQ(tTexts({"Value of parameter p changed from 7.000000 to 10.000000",
-                          "New drift created for parameter Front - p with 1.00000000000000000000"
-                          "<=5.00000000000000000000<=10.00000000000000000000",
-                          "Value of parameter p changed from 10.000000 to 3.000000",
-                          "Drift deleted for parameter: Front - p"}),
-                  trace.texts());
+        EXPECT_EQ(
+            std::vector<std::string>({"Value of parameter p changed from 7.000000 to 10.000000",
+                                      "New drift created for parameter Front - p with 1.00000000000000000000"
+                                      "<=5.00000000000000000000<=10.00000000000000000000",
+                                      "Value of parameter p changed from 10.000000 to 3.000000",
+                                      "Drift deleted for parameter: Front - p"}),
+            trace.texts());
     }
     EXPECT_EQ(readText(SIMCORE_TEST_DATA_DIR "SimCore/drifts/saved-drifts.cfg"),
               cConfigurationWriter::write(parent, nullptr));

@@ -109,13 +109,9 @@ TEST_F(cEquationGroupTest, StepsRunWhenTheirMaskSharesABitWithTheCondition)
     tGroupPtr group = readEquationGroup(readText(kGroups + "masks.sym"));
     EXPECT_TRUE(group->execute(3));
     EXPECT_EQ("0 1 1 0 ", values());
-    {
-        cRecordingTraceSink trace(4);
-        EXPECT_TRUE(group->execute(1));
-        EXPECT_EQ((std::vector<std::string>{"EqGrp M, Step Never skipped", "EqGrp M, Step Two skipped",
-                                            "EqGrp M, Step Any executed"}),
-                  groupLines(trace));
-    }
+    EXPECT_TRUE(group->execute(1));
+    EXPECT_EQ("0 1 2 0 ", values());
+    // Which steps ran or were passed over is traced from level 4 on only.
     cRecordingTraceSink quiet(3);
     EXPECT_TRUE(group->execute(-1));
     EXPECT_EQ("0 2 3 0 ", values());

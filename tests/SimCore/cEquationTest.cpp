@@ -28,11 +28,6 @@ protected:
     {
         return tEquationPtr(cEquation::createEquation(text))->buildEquationString();
     }
-    // The text of the failure that evaluating the equation throws.
-    static std::string evaluationFailureOf(cEquation& equation)
-    {
-        return failureOf([&] { equation.evaluate(); });
-    }
 };
 } // namespace
 
@@ -139,10 +134,11 @@ TEST_F(cEquationTest, AssignmentSetsEveryTargetInConvertedUnitsWithLimits)
     std::string const invalid =
         "cInvalidMathematicalFunctionParameter|cEquation::evaluate|Invalid operands of "
         "function \"=\": ";
-    EXPECT_EQ(invalid + "Left operands of \"=\" must be variables", evaluationFailureOf(*badTarget));
+    EXPECT_EQ(invalid + "Left operands of \"=\" must be variables",
+              failureOf([&] { badTarget->evaluate(); }));
     EXPECT_EQ((std::vector<double>{7, 5}), (std::vector<double>{convertedOf(a), convertedOf(b)}));
     tEquationPtr lonely(cEquation::createEquation("=(a)"));
-    EXPECT_EQ(invalid + "\"=\" operator needs at least two operands", evaluationFailureOf(*lonely));
+    EXPECT_EQ(invalid + "\"=\" operator needs at least two operands", failureOf([&] { lonely->evaluate(); }));
 }
 
 TEST_F(cEquationTest, ConditionRunsOnlyTheChosenBranchAndNeedsThreeOperands)
@@ -161,7 +157,7 @@ TEST_F(cEquationTest, ConditionRunsOnlyTheChosenBranchAndNeedsThreeOperands)
     EXPECT_EQ(
         "cInvalidMathematicalFunctionParameter|cEquation::evaluate|Invalid operands of function \"IF\": "
         "\"IF\" operator needs three operands",
-        evaluationFailureOf(*shortCondition));
+        failureOf([&] { shortCondition->evaluate(); }));
 }
 
 TEST_F(cEquationTest, FunctionFailureLeavesNoTemporaryBehind)
@@ -171,7 +167,7 @@ TEST_F(cEquationTest, FunctionFailureLeavesNoTemporaryBehind)
     tEquationPtr division(cEquation::createEquation("/(x, x, -(x, x))"));
     EXPECT_EQ("cInvalidMathematicalFunctionParameter|Div|Invalid operands of function \"/\": "
               "division by zero (operand 3)",
-              evaluationFailureOf(*division));
+              failureOf([&] { division->evaluate(); }));
     EXPECT_EQ(7.0, valueOf("+(x, x, 1)"));
 }
 

@@ -28,7 +28,6 @@ struct sReleaseParameter
     void operator()(cParameter* p) const { cParameter::deleteInstance(p); }
 };
 using tParameterPtr = std::unique_ptr<cTestParameter, sReleaseParameter>;
-using tTexts = std::vector<std::string>;
 
 // Builds a parameter from the text of its group; a registered one also gets the caller's link,
 // so that the symbol manager, which holds the other, outlives it safely.
@@ -116,8 +115,11 @@ TEST_F(cParameterTest, StoredValueOutsideTheLimitsAsksOnceForTheClosestLimit)
     // nothing changes inside, and the guard is cleared afterwards.
     bool innerChanged = true;
     mpf_class innerValue;
+    int questions = 0;
     messages.onQuestion = [&]
     {
+        if (questions++ != 0)
+            return; // a second box would be the fault; do not recurse into it
         innerChanged = setLimited(p.get(), 20);
         innerValue = rawOf(p.get());
     };
