@@ -59,7 +59,7 @@ std::string registered(std::string const& name, std::string const& registrationN
 using cParameterMgrTest = cSimCoreFixture;
 } // namespace
 
-TEST_F(cParameterMgrTest, ListKeepsOrderCountsLinksAndReportsMisuse)
+TEST_F(cParameterMgrTest, ListKeepsOrderCountsLinksReportsMisuseAndPassesEveryEventInOrder)
 {
     cItemMgr list("Parameter", "Parameters List"), other("Parameter", "Parameters List");
     unsigned int i = 77;
@@ -94,6 +94,22 @@ TEST_F(cParameterMgrTest, ListKeepsOrderCountsLinksAndReportsMisuse)
               failureOf([&] { list.getParameter(4u); }));
     EXPECT_EQ("cBadReference|cBasicParameterMgr::getParameter|Bad reference: D",
               failureOf([&] { list.getParameter("D"); }));
+
+    // Every event of the graph layer reaches each element, in list order.
+    g_events.clear();
+    list.reset();
+    list.prepareForTest();
+    list.changeFile();
+    list.endOfIteration();
+    list.removeGraph(kGraph);
+    list.crashColorChanged(kGraph);
+    list.removeValuesFromCrashFile(0x123456789ULL); // beyond 32 bits
+    std::vector<std::string> expected;
+    for (std::string const event : {"reset", "prepareForTest", "changeFile", "endOfIteration", "removeGraph",
+                                    "crashColorChanged", "removeValues 4886718345"})
+        for (std::string const name : {"e", "d", "c", "d"})
+            expected.push_back(name + " " + event);
+    EXPECT_EQ(expected, g_events);
 }
 
 TEST_F(cParameterMgrTest, BuildFileAndLoadParameterRoundTripThroughText)
@@ -158,24 +174,4 @@ TEST_F(cParameterMgrTest, ReloadingMustOfferTheSameRegisteredSymbols)
     EXPECT_EQ(
         refused + "Hit",
         check(criteria, "Criterion {\nName = Hit\nSymbol Registered = 1\nRegistration Name = hit\n}\n"));
-}
-
-TEST_F(cParameterMgrTest, GraphManagerPassesEveryEventToTheElementsInListOrder)
-{
-    g_events.clear();
-    cItemMgr graphs("Criterion", "Criteria List");
-    graphs.addParameter(new cItem("a"));
-    graphs.insertParameter(new cItem("b"), 0);
-    graphs.reset();
-    graphs.prepareForTest();
-    graphs.changeFile();
-    graphs.endOfIteration();
-    graphs.removeGraph(kGraph);
-    graphs.crashColorChanged(kGraph);
-    graphs.removeValuesFromCrashFile(0x123456789ULL); // beyond 32 bits
-    std::vector<std::string> expected;
-    for (std::string const event : {"reset", "prepareForTest", "changeFile", "endOfIteration", "removeGraph",
-                                    "crashColorChanged", "removeValues 4886718345"})
-        expected.insert(expected.end(), {"b " + event, "a " + event});
-    EXPECT_EQ(expected, g_events);
 }
