@@ -95,9 +95,8 @@ protected:
     cConfigurationGroup* first(std::string const& text) { return read(text)->GetConfigurationGroups()[0]; }
     std::vector<float> values(std::string const& criterion)
     {
-        cSignalStorage<float> const& list =
-            stage->criterion(criterion)->getActiveCriterionValuesForOneFile()->getIterationValueList();
-        return std::vector<float>(list.data(), list.data() + list.size());
+        return toVector(
+            stage->criterion(criterion)->getActiveCriterionValuesForOneFile()->getIterationValueList());
     }
     void feed(std::vector<float> const& samples)
     {
