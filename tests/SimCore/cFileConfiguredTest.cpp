@@ -1,8 +1,8 @@
 #include "SimCore/cFileConfigured.h"
 
 #include "StoreKit/cCfgInputFile.h"
+#include "tests/support/cConfigurationTexts.h"
 #include "tests/support/cKitFixture.h"
-#include "tests/support/cParameterHelpers.h"
 #include "tests/support/cTestHelpers.h"
 
 #include <gtest/gtest.h>
