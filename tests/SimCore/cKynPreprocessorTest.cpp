@@ -126,26 +126,24 @@ TEST_F(cKynPreprocessorTest, ConfigurationFailuresNameTheGroupAndLineAndGiveBack
     auto make = [this](std::string const& text)
     { return failureOf([&] { cKynPreprocessor p(first(text), stage.get(), ""); }); };
     EXPECT_EQ("cMissingItem|cConfigurationGroup::findItem|Missing key \"Type\".\nIn group \"Preprocessor\" "
-              "(line 2) "
-              "of file \"stage.prp\"." +
+              "(line 2) of file \"stage.prp\"." +
                   kSuffix,
               make("Preprocessor {\nName = P\n}\n"));
     EXPECT_EQ("cBadReference|cBasicParameterMgr::getParameter|Bad reference: Nope" + kSuffix,
               make(prep("P", "In", "Nope")));
     // The criteria are read before the type: a failing type must give their links back.
-    EXPECT_EQ("cGenericException|createPreProcessor|Preprocessor \"P\" of type \"Foo\": unknown preprocessor "
-              "type." +
+    EXPECT_EQ("cGenericException|createPreProcessor|Preprocessor \"P\" of type \"Foo\": unknown "
+              "preprocessor type." +
                   kSuffix,
               make(prep("P", "In", "Out", "", "", "Foo")));
     EXPECT_EQ(1, stage->criterion("In")->getLinksNumber());
     // A filter type needs its file, and is refused then.
     EXPECT_NE(std::string::npos,
               make(prep("F", "", "", "", "", "Digital Filter")).find("Missing key \"Filter\""));
-    EXPECT_EQ(
-        "cGenericException|createPreProcessor|Preprocessor \"F\" of type \"Digital Filter\": the filter "
-        "type is not available yet." +
-            kSuffix,
-        make(prep("F", "", "", "", "Filter = low.dft\n", "Digital Filter")));
+    EXPECT_EQ("cGenericException|createPreProcessor|Preprocessor \"F\" of type \"Digital Filter\": the "
+              "filter type is not available yet." +
+                  kSuffix,
+              make(prep("F", "", "", "", "Filter = low.dft\n", "Digital Filter")));
 
     cKynPreprocessor p(first(prep("P", "In", "Out")), stage.get(), "");
     cRecordingTraceSink trace(4);
