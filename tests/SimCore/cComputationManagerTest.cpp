@@ -6,8 +6,6 @@
 #include "tests/support/cSimCoreFixture.h"
 
 #include <gtest/gtest.h>
-#include <string>
-#include <vector>
 
 namespace
 {

@@ -6,18 +6,10 @@
 #include "tests/support/cTestStage.h"
 
 #include <gtest/gtest.h>
-#include <string>
-#include <vector>
 
 namespace
 {
 typedef std::vector<std::vector<double>> tVisits;
-
-// Reaches a stage through a post, as the pipeline does.
-struct cPoster : cTestStage
-{
-    using cKynThread::postPreparedMessage;
-};
 
 // Asks the run to stop when its value is set for the second time.
 struct cStoppingParameter : cDriftParameter
@@ -141,24 +133,22 @@ TEST_F(cDriftManagerTest, StopFlagEndsNestedLevelsAtTheirNextPointButNotTheStepp
 
 TEST_F(cDriftManagerTest, MessagesReachTheirHandlersTracedAndAreAlwaysDeleted)
 {
-    cPoster poster;
-    poster.loadParameters("Parameter {\nName = C\n}\n");
-    poster.parameter("C")->setRawDrift(0, 5, 0, 5, 0);
-    poster.prepareForTest();
+    p("C")->setRawDrift(0, 5, 0, 5, 0);
+    stage.prepareForTest();
     int const before = cCountedMessage::s_destroyed; // the receiving stage owns every message
     cRecordingTraceSink trace(4);
-    EXPECT_FALSE(poster.ProcessMessage(QUIT_MSG, new cCountedMessage));
-    cPoster::postPreparedMessage(&poster, RESET_MSG, new cCountedMessage);
-    EXPECT_EQ(0u, poster.getIterationNbr());
-    cPoster::postPreparedMessage(&poster, FILE_CHANGED_MSG, nullptr);
-    EXPECT_TRUE(poster.isFileChanged());
-    cPoster::postPreparedMessage(&poster, RUN_TEST_MSG, new cCountedMessage);
-    EXPECT_EQ((tVisits{{0}, {5}}), poster.visited);
+    EXPECT_FALSE(stage.ProcessMessage(QUIT_MSG, new cCountedMessage));
+    stage.ProcessMessage(RESET_MSG, new cCountedMessage);
+    EXPECT_EQ(0u, stage.getIterationNbr());
+    stage.ProcessMessage(FILE_CHANGED_MSG, nullptr);
+    EXPECT_TRUE(stage.isFileChanged());
+    stage.ProcessMessage(RUN_TEST_MSG, new cCountedMessage);
+    EXPECT_EQ((tVisits{{0}, {5}}), stage.visited);
     for (unsigned int id : {START_TEST_MSG, END_OF_TEST_MSG, RUN_TEST_MSG + 1})
     {
         try
         {
-            poster.ProcessMessage(id, new cCountedMessage);
+            stage.ProcessMessage(id, new cCountedMessage);
             ADD_FAILURE() << "accepted message " << id;
         }
         catch (cUnknownMessageError const& e)
@@ -169,12 +159,9 @@ TEST_F(cDriftManagerTest, MessagesReachTheirHandlersTracedAndAreAlwaysDeleted)
     EXPECT_EQ(before + 6, cCountedMessage::s_destroyed);
     EXPECT_EQ(
         (std::vector<std::string>{"Stage thread/cDriftManager::ProcessMessage: received QUIT_MSG(65536) ",
-                                  "Posting to cKynThread: Stage, msgId=65537, bespokeQueue=F",
                                   "Stage thread/cDriftManager::ProcessMessage: received RESET_MSG(65537) ",
-                                  "Posting to cKynThread: Stage, msgId=65538, bespokeQueue=F",
                                   "Stage thread/cDriftManager::ProcessMessage: received "
                                   "FILE_CHANGED_MSG(65538) ",
-                                  "Posting to cKynThread: Stage, msgId=65541, bespokeQueue=F",
                                   "Stage thread/cDriftManager::ProcessMessage: received RUN_TEST_MSG(65541) ",
                                   ">>>> cDriftManager::manageDriftsSequence L91 StageTrace",
                                   "Value of parameter C changed from 0.000000 to 0.000000",
@@ -182,8 +169,8 @@ TEST_F(cDriftManagerTest, MessagesReachTheirHandlersTracedAndAreAlwaysDeleted)
                                   "<<<< cDriftManager::manageDriftsSequence L91 StageTrace"}),
         trace.texts());
 
-    poster.onStep = [] { throw cGenericException("test", "onStep", 1, "step failed"); };
-    EXPECT_THROW(cPoster::postPreparedMessage(&poster, RUN_TEST_MSG, new cCountedMessage), cGenericException);
+    stage.onStep = [] { throw cGenericException("test", "onStep", 1, "step failed"); };
+    EXPECT_THROW(stage.ProcessMessage(RUN_TEST_MSG, new cCountedMessage), cGenericException);
     EXPECT_EQ(before + 7, cCountedMessage::s_destroyed) << "a handler that fails still gives the message up";
 }
 

@@ -1,8 +1,8 @@
 #include "SimCore/cFileConfigured.h"
 
 #include "StoreKit/cCfgInputFile.h"
+#include "tests/support/cConfigurationTexts.h"
 #include "tests/support/cKitFixture.h"
-#include "tests/support/cParameterHelpers.h"
 #include "tests/support/cTestHelpers.h"
 
 #include <gtest/gtest.h>
@@ -21,7 +21,9 @@ using cFileConfiguredTest = cKitFixture;
 
 TEST_F(cFileConfiguredTest, OpeningReadsTheFileAndAFailedOrEmptyPathLeavesNone)
 {
-    std::string const path = writeFile(tempPath("unit.cfg"), "Name = Front\n");
+    std::string const path = tempPath("unit.cfg"), broken = tempPath("broken.cfg");
+    writeText(path, "Name = Front\n");
+    writeText(broken, "Group {\nName = x\n");
     cConfiguredObject object;
     object.setConfiguration(path);
     cCfgInputFile* file = object.getConfigurationFile();
@@ -41,7 +43,6 @@ TEST_F(cFileConfiguredTest, OpeningReadsTheFileAndAFailedOrEmptyPathLeavesNone)
                   "\nFile: " + missing,
               failureOf([&] { object.setConfiguration(missing); }));
     EXPECT_EQ(nullptr, object.getConfigurationFile());
-    std::string const broken = writeFile(tempPath("broken.cfg"), "Group {\nName = x\n");
     std::string const text = failureOf([&] { object.setConfiguration(broken); });
     EXPECT_EQ("\nFile: " + broken, text.substr(text.size() - broken.size() - 7));
     EXPECT_EQ(nullptr, object.getConfigurationFile());

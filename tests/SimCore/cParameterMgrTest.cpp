@@ -6,8 +6,6 @@
 #include "tests/support/cTestHelpers.h"
 
 #include <gtest/gtest.h>
-#include <string>
-#include <vector>
 
 namespace
 {
@@ -53,10 +51,6 @@ std::string names(cItemMgr const& list)
         text += (text.empty() ? "" : " ") + p->getName();
     return text;
 }
-cConfigurationGroup read(std::string const& text)
-{
-    return readGroup(text, "Parameters List");
-}
 std::string registered(std::string const& name, std::string const& registrationName)
 {
     return "Parameter {\nName = " + name +
@@ -65,7 +59,7 @@ std::string registered(std::string const& name, std::string const& registrationN
 using cParameterMgrTest = cSimCoreFixture;
 } // namespace
 
-TEST_F(cParameterMgrTest, ListKeepsOrderCountsLinksAndReportsMisuse)
+TEST_F(cParameterMgrTest, ListKeepsOrderCountsLinksReportsMisuseAndPassesEveryEventInOrder)
 {
     cItemMgr list("Parameter", "Parameters List"), other("Parameter", "Parameters List");
     unsigned int i = 77;
@@ -100,6 +94,22 @@ TEST_F(cParameterMgrTest, ListKeepsOrderCountsLinksAndReportsMisuse)
               failureOf([&] { list.getParameter(4u); }));
     EXPECT_EQ("cBadReference|cBasicParameterMgr::getParameter|Bad reference: D",
               failureOf([&] { list.getParameter("D"); }));
+
+    // Every event of the graph layer reaches each element, in list order.
+    g_events.clear();
+    list.reset();
+    list.prepareForTest();
+    list.changeFile();
+    list.endOfIteration();
+    list.removeGraph(kGraph);
+    list.crashColorChanged(kGraph);
+    list.removeValuesFromCrashFile(0x123456789ULL); // beyond 32 bits
+    std::vector<std::string> expected;
+    for (std::string const event : {"reset", "prepareForTest", "changeFile", "endOfIteration", "removeGraph",
+                                    "crashColorChanged", "removeValues 4886718345"})
+        for (std::string const name : {"e", "d", "c", "d"})
+            expected.push_back(name + " " + event);
+    EXPECT_EQ(expected, g_events);
 }
 
 TEST_F(cParameterMgrTest, BuildFileAndLoadParameterRoundTripThroughText)
@@ -109,7 +119,8 @@ TEST_F(cParameterMgrTest, BuildFileAndLoadParameterRoundTripThroughText)
     cConfigurationGroup saved;
     {
         cItemMgr list("Parameter", "Parameters List"), criteria("Criterion", "Criteria List");
-        cConfigurationGroup source = read(readText(SIMCORE_TEST_DATA_DIR "SimCore/parameters/list.cfg"));
+        cConfigurationGroup source =
+            readGroup(readText(SIMCORE_TEST_DATA_DIR "SimCore/parameters/list.cfg"), "Parameters List");
         list.loadParameter(&source, "Front unit");
         list.loadParameter(nullptr, "Front unit");
         EXPECT_EQ("Speed Gain", names(list));
@@ -121,7 +132,7 @@ TEST_F(cParameterMgrTest, BuildFileAndLoadParameterRoundTripThroughText)
     }
     // Loaded again once the first list has let go of its elements, the name is bound anew.
     cItemMgr reloaded("Parameter", "Parameters List");
-    cConfigurationGroup back = read(cConfigurationWriter::write(saved, nullptr));
+    cConfigurationGroup back = readGroup(cConfigurationWriter::write(saved, nullptr), "Parameters List");
     reloaded.loadParameter(back.findConfigurationGroup("Parameters List", true), "");
     cConfigurationGroup again;
     reloaded.buildFile(&again, mask);
@@ -133,7 +144,7 @@ TEST_F(cParameterMgrTest, ReloadingMustOfferTheSameRegisteredSymbols)
     cItemMgr list("Parameter", "Parameters List");
     auto check = [](cItemMgr& mgr, std::string const& text)
     {
-        cConfigurationGroup group = read(text);
+        cConfigurationGroup group = readGroup(text, "Parameters List");
         return failureOf([&] { mgr.checkComplianceForReloading(&group); });
     };
     EXPECT_EQ(
@@ -163,24 +174,4 @@ TEST_F(cParameterMgrTest, ReloadingMustOfferTheSameRegisteredSymbols)
     EXPECT_EQ(
         refused + "Hit",
         check(criteria, "Criterion {\nName = Hit\nSymbol Registered = 1\nRegistration Name = hit\n}\n"));
-}
-
-TEST_F(cParameterMgrTest, GraphManagerPassesEveryEventToTheElementsInListOrder)
-{
-    g_events.clear();
-    cItemMgr graphs("Criterion", "Criteria List");
-    graphs.addParameter(new cItem("a"));
-    graphs.insertParameter(new cItem("b"), 0);
-    graphs.reset();
-    graphs.prepareForTest();
-    graphs.changeFile();
-    graphs.endOfIteration();
-    graphs.removeGraph(kGraph);
-    graphs.crashColorChanged(kGraph);
-    graphs.removeValuesFromCrashFile(0x123456789ULL); // beyond 32 bits
-    std::vector<std::string> expected;
-    for (std::string const event : {"reset", "prepareForTest", "changeFile", "endOfIteration", "removeGraph",
-                                    "crashColorChanged", "removeValues 4886718345"})
-        expected.insert(expected.end(), {"b " + event, "a " + event});
-    EXPECT_EQ(expected, g_events);
 }

@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
-#include <memory>
 
 namespace
 {
@@ -120,41 +119,32 @@ TEST_F(cSymbolManagerTest, SymbolsFileDefinesNestedConstantsAndInternalParameter
     EXPECT_EQ(nullptr, symbols.getConfigurationFile());
 }
 
-TEST_F(cSymbolManagerTest, ConstantDefinitionsRefuseTakenNamesAndNonConstantValues)
+TEST_F(cSymbolManagerTest, SymbolsFileRefusesTakenNamesAndNonConstantValuesAndKeepsWhatLoadedBefore)
 {
-    auto load = [this](std::string const& constant)
+    auto load = [this](std::string const& name)
     {
-        std::string const path =
-            writeFile(tempPath("bad.sym"), "Constants List {\n    Constant {\n" + constant + "    }\n}\n");
-        return [this, path] { symbols.setConfiguration(path); };
+        return [this, name]
+        { symbols.setConfiguration(SIMCORE_TEST_DATA_DIR "SimCore/symbols/" + name + ".sym"); };
     };
     EXPECT_EQ("GREEN_1|RGB(1, 2, 3)|The constant name \"GREEN_1\" is already defined as constant",
-              definitionFailureOf(load("Name = GREEN_1\nValue = RGB(1, 2, 3)\n")));
+              definitionFailureOf(load("constant-taken")));
     EXPECT_EQ("MAX|1|The constant name \"MAX\" is already defined as function",
-              definitionFailureOf(load("Name = MAX\nValue = 1\n")));
+              definitionFailureOf(load("constant-named-as-function")));
     EXPECT_EQ("EMPTY|+()|\"+()\" is not a consistent constant value",
-              definitionFailureOf(load("Name = EMPTY\nValue = +()\n")));
-    EXPECT_THROW(load("Name = BAD\nValue = +(1,\n")(), cInvalidEquationSyntax);
-    EXPECT_THROW(load("Name = NO_VALUE\n")(), cMissingItem);
-}
+              definitionFailureOf(load("constant-not-constant")));
+    EXPECT_THROW(load("constant-syntax-error")(), cInvalidEquationSyntax);
+    EXPECT_THROW(load("constant-without-value")(), cMissingItem);
 
-TEST_F(cSymbolManagerTest, FailedInternalParameterLeavesNothingRegistered)
-{
-    std::string const path = SIMCORE_TEST_DATA_DIR "SimCore/symbols/broken-parameter.sym";
-    EXPECT_THROW(symbols.setConfiguration(path), cMinMaxException);
+    EXPECT_THROW(load("broken-parameter")(), cMinMaxException);
     EXPECT_EQ(1u, symbols.getInternalParameters().size());
     EXPECT_NE(nullptr, symbols.getVariablePtr("Gain"));
     EXPECT_EQ(nullptr, symbols.getVariablePtr("Broken"));
-
-    std::string const taken =
-        writeFile(tempPath("taken.sym"), "Parameters List {\n    Parameter {\n        Name = BLUE_1\n"
-                                         "        Symbol Registered = 1\n    }\n}\n");
     EXPECT_EQ("BLUE_1||The variable name \"BLUE_1\" is already defined as constant",
-              definitionFailureOf([&] { symbols.setConfiguration(taken); }));
+              definitionFailureOf(load("parameter-named-as-constant")));
     EXPECT_EQ(0u, symbols.getInternalParameters().size());
 }
 
-TEST_F(cSymbolManagerTest, RegistrationRefusesNullAndNamesOfOtherKinds)
+TEST_F(cSymbolManagerTest, RegistrationRefusesNullAndOtherKindsAndRebindsOnlyWhenNoOtherHolderRemains)
 {
     EXPECT_EQ("x||Cannot define the variable \"x\" without assigned memory",
               definitionFailureOf([&] { symbols.registerVariableSymbol("x", nullptr); }));
@@ -166,10 +156,8 @@ TEST_F(cSymbolManagerTest, RegistrationRefusesNullAndNamesOfOtherKinds)
     EXPECT_TRUE(symbols.registerVariableSymbol("p", p));
     EXPECT_EQ(1, p->getLinksNumber());
     EXPECT_EQ((std::vector<std::string>{"New variable definition: p"}), trace.texts());
-}
 
-TEST_F(cSymbolManagerTest, RebindingRepointsEquationsOnlyWhenNoOtherHolderRemains)
-{
+    // A name taken by a parameter that someone else still holds is refused.
     cParameter* first = makeParameter("x", true);
     std::unique_ptr<cEquation> twice(cEquation::createEquation("*(x, 2)"));
     std::unique_ptr<cEquation> alone(cEquation::createEquation("x"));

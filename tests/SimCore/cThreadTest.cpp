@@ -12,7 +12,6 @@
 #include <functional>
 #include <mutex>
 #include <stdexcept>
-#include <vector>
 
 // Message ids in the logs below: 65536 QUIT_MSG, 65537 RESET_MSG, 65538 FILE_CHANGED_MSG,
 // 65539 START_TEST_MSG, 65540 END_OF_TEST_MSG, 65541 RUN_TEST_MSG.
@@ -262,15 +261,12 @@ TEST_F(cKynThreadTest, RealThreadLoopDeliversInOrderSurvivesFailingHandlersAndEn
     EXPECT_EQ(0u, algorithm.start(1, nullptr, 0, false));
     ASSERT_NE(nullptr, algorithm.getThreadHandle());
     EXPECT_EQ(startedLine("Algorithm", 'F', 'F', algorithm.getThreadHandle(), 0), trace.texts().front());
-    int const destroyedBefore = cCountedMessage::s_destroyed;
     // The first post retries until the thread has made its queue.
     cTestThread::postPreparedMessage(&algorithm, RESET_MSG, new cCountedMessage);
     cTestThread::postPreparedMessage(&algorithm, FILE_CHANGED_MSG, new cCountedMessage);
     vehicle.postMessageToThread(&algorithm, RUN_TEST_MSG, 7.0f);
     ASSERT_TRUE(algorithm.handled.waitFor(3));
     EXPECT_EQ((tTexts{"65537 value=0", "65538 value=0", "65541 value=7 from Vehicle"}), algorithm.received());
-    // The handler's guard deleted the payloads of the failing messages too.
-    EXPECT_EQ(destroyedBefore + 2, cCountedMessage::s_destroyed);
     tTexts shown;
     for (auto const& entry : messages.entries())
         shown.push_back(entry.kind + " " + entry.title + ": " + entry.text);

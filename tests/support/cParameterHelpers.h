@@ -1,13 +1,11 @@
-// Helpers of the parameter-model suites: configuration groups read from text, the "key=value"
-// items a parameter writes, its raw and converted values as numbers, raw setters without update, a drift
-// parameter list that loads its elements by name, storages as vectors, and files written and read whole.
+// Helpers of the parameter-model suites: groups read from text, a parameter's values as numbers,
+// raw setters without update, storages as vectors and a drift parameter list loaded by name.
 #pragma once
 
 #include "SimCore/cDriftParameter.h"
 #include "StoreKit/cConfigurationReader.h"
+#include "tests/support/cConfigurationTexts.h"
 
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -31,15 +29,6 @@ inline cParameter* newVariable(std::string const& name, std::string const& keys 
     cConfigurationGroup group =
         readGroup("Name = " + name + "\n" + keys + "Float = 1\nSymbol Registered = 1\n");
     return new cParameter(&group, "");
-}
-
-// "key=value" of every item of the group, in order.
-inline std::vector<std::string> itemsOf(cConfigurationGroup const& group)
-{
-    std::vector<std::string> items;
-    for (auto const& item : group.getInformationRange())
-        items.push_back(item.key + "=" + item.value);
-    return items;
 }
 
 inline mpf_class rawOf(cParameter const* p)
@@ -91,16 +80,3 @@ public:
         return std::vector<cDriftParameter*>(GetParameters().begin(), GetParameters().end());
     }
 };
-
-// Writes content to path and gives the path back.
-inline std::string writeFile(std::string const& path, std::string const& content)
-{
-    std::ofstream(path) << content;
-    return path;
-}
-// The whole text of a file.
-inline std::string readText(std::string const& path)
-{
-    std::ifstream file(path);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-}

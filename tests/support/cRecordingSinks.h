@@ -9,6 +9,7 @@
 #include "BaseKit/cTraceProvider.h"
 
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -36,6 +37,8 @@ public:
     int askYesNo(std::string const& text, int defaultAnswer) override
     {
         add({"question", text, std::to_string(defaultAnswer)});
+        if (onQuestion)
+            onQuestion(); // e.g. a host's dialog handler that re-enters the caller while the box is open
         std::lock_guard<std::mutex> lock(m_mutex);
         if (m_answers.empty())
         {
@@ -56,6 +59,8 @@ public:
         std::lock_guard<std::mutex> lock(m_mutex);
         m_answers.assign(answers.begin(), answers.end());
     }
+    // Runs on every question, after it was recorded and before it is answered.
+    std::function<void()> onQuestion;
     std::vector<sEntry> entries() const
     {
         std::lock_guard<std::mutex> lock(m_mutex);

@@ -18,16 +18,10 @@ public:
     {
     }
 
-    using cDriftManager::changeFile;
-    using cDriftManager::endOfIteration;
-    using cDriftManager::getAppliedDrifts;
-    using cDriftManager::getAppliedDriftsNumber;
-    using cDriftManager::isFileChanged;
-    using cDriftManager::isProcessed;
-    using cDriftManager::manageDriftsSequence;
-    using cDriftManager::manageSameDriftIteratorSequence;
-    using cDriftManager::prepareForTest;
-    using cDriftManager::reset;
+    using cDriftManager::changeFile, cDriftManager::endOfIteration, cDriftManager::getAppliedDrifts,
+        cDriftManager::getAppliedDriftsNumber, cDriftManager::isFileChanged, cDriftManager::isProcessed,
+        cDriftManager::manageDriftsSequence, cDriftManager::manageSameDriftIteratorSequence,
+        cDriftManager::prepareForTest, cDriftManager::reset;
 
     // "Parameter" groups of the text become the stage's drift parameters.
     void loadParameters(std::string const& text)
@@ -42,7 +36,6 @@ public:
     // Each performIteration: the raw values of the applied drifts, in their order.
     std::vector<std::vector<double>> visited;
     unsigned int stepsCount = 0;
-    unsigned int runTestCount = 0;
     // Called by steps(), e.g. to ask for a stop in the middle of a sweep.
     std::function<void()> onStep;
 
@@ -56,7 +49,6 @@ protected:
     // The nested sweep when drifts are applied, else one iteration.
     void runTest(cMessage const*) override
     {
-        ++runTestCount;
         if (getAppliedDriftsNumber() != 0)
             manageDriftsSequence(0);
         else
