@@ -7,6 +7,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <thread>
+#include <vector>
+
 namespace
 {
 using cComputationManagerTest = cSimCoreFixture;
@@ -84,4 +88,29 @@ TEST_F(cComputationManagerTest, TestsRunTheThreadWhileTheListIsNotEmptyAndLeaveT
     EXPECT_EQ(1u, manager.getTests().end() - manager.getTests().begin());
     manager.removeAllTests();
     EXPECT_EQ(nullptr, manager.firstTest(index));
+}
+
+// The host writes the stop flag and the state while the manager's thread reads them, with no lock
+// between them; under ThreadSanitizer this is the check that such reads stay defined.
+TEST_F(cComputationManagerTest, StopFlagAndStateAreReadAcrossThreadsWithoutALock)
+{
+    cIdleComputationManager manager;
+    std::vector<EComputationsState> seen;
+    std::thread reader(
+        [&]
+        {
+            while (!manager.isStopAsked())
+                if (seen.empty() || seen.back() != manager.getComputationsState())
+                    seen.push_back(manager.getComputationsState());
+        });
+    manager.setComputationsState(computationsRunning);
+    manager.setComputationsState(computationsCancelled);
+    manager.askForStop();
+    reader.join();
+    // Any prefix of the sequence, each state at most once: a read never sees a value nobody wrote.
+    std::vector<EComputationsState> const written{computationsNotStarted, computationsRunning,
+                                                  computationsCancelled};
+    ASSERT_LE(seen.size(), written.size());
+    for (EComputationsState const state : seen)
+        EXPECT_NE(written.end(), std::find(written.begin(), written.end(), state));
 }
