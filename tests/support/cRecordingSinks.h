@@ -127,14 +127,14 @@ private:
 class cRecordingTraceSink
 {
 public:
-    explicit cRecordingTraceSink(int level)
-        : m_previousLevel(cTraceProvider::g_loggingLevel), m_previousSink(cTraceProvider::setSink(
-                                                               [this](int, std::string const& line)
-                                                               {
-                                                                   std::lock_guard<std::mutex> lock(m_mutex);
-                                                                   m_lines.push_back(line);
-                                                               }))
+    explicit cRecordingTraceSink(int level) : m_previousLevel(cTraceProvider::g_loggingLevel)
     {
+        m_previousSink = cTraceProvider::setSink(
+            [this](int, std::string const& line)
+            {
+                std::lock_guard<std::mutex> lock(m_mutex);
+                m_lines.push_back(line);
+            });
         cTraceProvider::g_loggingLevel = level;
     }
     ~cRecordingTraceSink()
