@@ -52,12 +52,6 @@ TEST(cEnvelopeGraphSerie, FirstCurveIsNominalAndLaterCurvesWidenMinimumAndMaximu
     EXPECT_EQ(2.0f, serie.getMaximumCurve()->getT(2));
     // The series' own points are the last curve handed over.
     EXPECT_EQ("0/0 1/6 2/4", pointsOf(&serie));
-    // eData: one triple, nominal in the middle.
-    sEnvelopeData const& data = serie.eData();
-    ASSERT_EQ(3u, data.curves.size());
-    EXPECT_EQ(std::vector<unsigned int>({1}), data.nominalIndices);
-    EXPECT_EQ(serie.getMinimumCurve(), data.curves[0].get());
-    EXPECT_EQ(serie.getMaximumCurve(), data.curves[2].get());
 }
 
 TEST(cEnvelopeGraphSerie, CurveOverTimeOnOtherTimesIsInterpolatedAtTheNominalTimes)
