@@ -38,7 +38,7 @@ TEST(cGraphObject, OwnsItsHotPointsAndWalksThemInOrder)
     EXPECT_EQ(3, deaths);
 }
 
-TEST(cGraphObject, BaseAnswersForAnObjectOfNoCrashFile)
+TEST(cGraphObject, BaseAnswersForNoCrashFileAndDrawingFollowsTheObjectsOwnFileOnly)
 {
     cGraphObject object;
     object.setColor(0xff0000);
@@ -56,15 +56,12 @@ TEST(cGraphObject, BaseAnswersForAnObjectOfNoCrashFile)
     EXPECT_TRUE(object.isToBeDrawn());
     object.setToBeDrawn(false);
     EXPECT_FALSE(object.isToBeDrawn() || object.GetDrawingEnabled());
-}
 
-TEST(cGraphObject, SetIfItIsToBeDrawnMatchesTheObjectsCrashFileOnly)
-{
-    tOfCrashFile<cGraphObject, 0x1234> object;
-    EXPECT_FALSE(object.SetIfItIsToBeDrawn(0x1235, false));
-    EXPECT_TRUE(object.GetDrawingEnabled());
-    EXPECT_TRUE(object.SetIfItIsToBeDrawn(0x1234, false));
-    EXPECT_FALSE(object.GetDrawingEnabled());
-    EXPECT_TRUE(object.SetIfItIsToBeDrawn(0x1234, true));
-    EXPECT_TRUE(object.isToBeDrawn());
+    tOfCrashFile<cGraphObject, 0x1234> ofFile;
+    EXPECT_FALSE(ofFile.SetIfItIsToBeDrawn(0x1235, false));
+    EXPECT_TRUE(ofFile.GetDrawingEnabled());
+    EXPECT_TRUE(ofFile.SetIfItIsToBeDrawn(0x1234, false));
+    EXPECT_FALSE(ofFile.GetDrawingEnabled());
+    EXPECT_TRUE(ofFile.SetIfItIsToBeDrawn(0x1234, true));
+    EXPECT_TRUE(ofFile.isToBeDrawn());
 }

@@ -71,7 +71,6 @@ TEST(cGraphSquare, HitTestByKindWithTheToleranceIncluded)
 TEST(cGraphSquare, ExpectedTimesHaveTheirOwnFlagsAndRefuseABadIndex)
 {
     cGraphSquare square(eSquareVerticalLine);
-    EXPECT_EQ(3u, cGraphSquare::kExpectedTimeCount);
     auto const flags = [&]
     {
         return std::to_string(square.isExpectedTimeSet(0)) + std::to_string(square.isExpectedTimeSet(1)) +

@@ -70,9 +70,7 @@ TEST_F(cCfgInputFileTest, ReopeningReplacesTheTreeAndASyntaxErrorKeepsIt)
     EXPECT_TRUE(top->nbOfInformation() == 1u && top->GetChildCount() == 0u && top->getSourceFile() == path);
     EXPECT_EQ(file->getHeaderName(), "Mechanical Step"); // a file without the field keeps the header name
     writeText(path, "C = 3\nG {\n");
-    EXPECT_EQ(failureOf([&] { file->open(); }),
-              "cGenericException|cConfigurationReader::read|Syntax error in file \"" + path +
-                  "\" at line 2: group \"G\" opened at line 2 is not closed at the end of the file.");
+    EXPECT_THROW(file->open(), cGenericException); // the reader's golden pairs check the message
     EXPECT_EQ(itemsOf(*top), "B=2@1;");
 }
 

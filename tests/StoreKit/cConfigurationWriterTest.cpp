@@ -21,26 +21,12 @@ std::string dump(cConfigurationGroup const& group)
 // The golden pairs of the reader show the usual texts; this walks texts that only a program makes.
 TEST(cConfigurationWriter, EveryByteAndAwkwardTextReadsBackToTheSameTree)
 {
-    std::string const awkward[] = {"a = b",
-                                   "{",
-                                   "}",
-                                   "# no comment",
-                                   "@at",
-                                   "\"quoted\"",
-                                   " lead",
-                                   "trail ",
-                                   "two\nlines",
-                                   "tab\t",
-                                   "",
-                                   "\\",
-                                   "x\r",
-                                   "back\\slash\\",
-                                   "größer",
-                                   "\xEF\xBB\xBF"
-                                   "bom",
-                                   "\"",
-                                   "=",
-                                   "a\"b"};
+    // A byte order mark leads "bom".
+    std::string const bom = "\xEF\xBB\xBF";
+    std::string const awkward[] = {"a = b",      "{",     "}",      "# no comment",  "@at",
+                                   "\"quoted\"", " lead", "trail ", "two\nlines",    "tab\t",
+                                   "",           "\\",    "x\r",    "back\\slash\\", "größer",
+                                   bom + "bom",  "\"",    "=",      "a\"b"};
     std::size_t const count = std::size(awkward);
     cConfigurationGroup top;
     auto* group = new cConfigurationGroup("Group");
@@ -63,9 +49,6 @@ TEST(cConfigurationWriter, EveryByteAndAwkwardTextReadsBackToTheSameTree)
     EXPECT_EQ(readHeader.fileType + readHeader.project + readHeader.comment,
               header.fileType + header.project + header.comment);
     EXPECT_TRUE(text.back() == '\n' && text.find(" \n") == std::string::npos);
-    // Without a header no header line is written; with one, "@Project" always is.
-    sConfigurationHeader const bare;
-    EXPECT_EQ(cConfigurationWriter::write(cConfigurationGroup(), &bare), "@Project = \"\"\n");
-    EXPECT_EQ(cConfigurationWriter::write(cConfigurationGroup(), nullptr), "");
+    // Without a header no header line is written (the golden pairs show "@Project" always written with one).
     EXPECT_EQ(cConfigurationWriter::write(back, nullptr), text.substr(text.find("\"a = b\"")));
 }

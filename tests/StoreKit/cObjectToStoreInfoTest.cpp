@@ -14,14 +14,12 @@ namespace
 template <typename T, bool hexadecimal = false> T read(cObjectToStoreInfo const& info, std::string const& key)
 {
     T value{};
+    int found = 0;
     if constexpr (hexadecimal)
-    {
-        EXPECT_EQ(info.findItemValue(key, value, /*mandatory=*/false, /*hexadecimal=*/true), 1) << key;
-    }
+        found = info.findItemValue(key, value, /*mandatory=*/false, /*hexadecimal=*/true);
     else
-    {
-        EXPECT_EQ(info.findItemValue(key, value, /*mandatory=*/false), 1) << key;
-    }
+        found = info.findItemValue(key, value, /*mandatory=*/false);
+    EXPECT_EQ(found, 1) << key;
     return value;
 }
 
@@ -52,9 +50,7 @@ TEST(cObjectToStoreInfo, AddInformationWritesEachTypeInItsTextFormInOrder)
     std::string values;
     for (sInformationItem const* item = info.firstInformation(cursor); item;
          item = info.nextInformation(cursor))
-    {
         values += item->value + (item->lineNumber == 0 && !item->sourceFile ? ";" : "<origin>;");
-    }
     EXPECT_EQ(values, "1;0;-42;0xFF;0x00012345;0xFE;3;-1.3;4000000000;0.10000000000000001;;");
     EXPECT_TRUE(info.endOfInformationList(cursor) && info.nextInformation(cursor) == nullptr);
 }
@@ -67,9 +63,7 @@ TEST(cObjectToStoreInfo, FindItemValueReadsEachTypeTheFirstOfAKeyAndLeavesDefaul
     info.addInformation("Long", -9223372036854775807L - 1);
     for (char const* text :
          {" TRUE ", "No", " +12 ", "4294967295", "0.1", " -2.5e3 ", "0XfF", "0xFFFFFFFFFFFFFFFF"})
-    {
         info.addInformation(text, text);
-    }
     info.addInformationItem({"Path", "second", 9, nullptr});
     EXPECT_EQ(read<double>(info, "Double"), -123.456e-300); // %.17g reads back to the same double
     EXPECT_EQ(read<long>(info, "Long"), -9223372036854775807L - 1);
