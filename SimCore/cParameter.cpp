@@ -615,7 +615,6 @@ void cParameter::setConfiguration(cConfigurationGroup* group)
 
 void cParameter::readConversionFactor(cConfigurationGroup* group)
 {
-    char const* const function = kSetConfigurationFunction;
     // The conversion factor, under its name or the older spelling.
     std::string factorText = "1.0";
     if (group->findItem("", "Conversion Factor", factorText, false) == 0)
@@ -627,7 +626,7 @@ void cParameter::readConversionFactor(cConfigurationGroup* group)
         m_conversionFactor = cEquation::createEquation(factorText);
         if (m_conversionFactor == nullptr)
         {
-            throw cMissingItem(kSource, function, __LINE__, "Conversion Factor", "key",
+            throw cMissingItem(kSource, kSetConfigurationFunction, __LINE__, "Conversion Factor", "key",
                                "The conversion factor of parameter \"" + m_name + "\" is empty.\n");
         }
     }
@@ -642,7 +641,8 @@ void cParameter::readConversionFactor(cConfigurationGroup* group)
         failure.addLineNumber(line);
         delete m_conversionFactor;
         m_conversionFactor = nullptr;
-        throw cInvalidSymbolDefinition(kSource, function, __LINE__, "Conversion Factor", factorText,
+        throw cInvalidSymbolDefinition(kSource, kSetConfigurationFunction, __LINE__, "Conversion Factor",
+                                       factorText,
                                        std::string("Conversion factor is not correct.\n") + failure.what());
     }
 
@@ -652,32 +652,33 @@ void cParameter::readConversionFactor(cConfigurationGroup* group)
     if (factor == 0)
     {
         int line = 0;
-        throw cInvalidConversionFactorException(kSource, function, __LINE__, factor,
+        throw cInvalidConversionFactorException(kSource, kSetConfigurationFunction, __LINE__, factor,
                                                 "Line: " + std::to_string(line) + "\n");
     }
 }
 
 void cParameter::readLimits(cConfigurationGroup* group)
 {
-    char const* const function = kSetConfigurationFunction;
     // Limits may be numbers, named constants or constant expressions.
     m_maximumValue = m_isFloat ? kLargestValue : 2147483647.0;
     m_minimumValue = m_isFloat ? -kLargestValue : -2147483648.0;
     std::string limitText;
     if (group->findItem("", "Maximum Value", limitText, false) != 0)
     {
-        activeSymbolManager(function, __LINE__, m_name).getConstantValue(limitText, m_maximumValue, true);
+        activeSymbolManager(kSetConfigurationFunction, __LINE__, m_name)
+            .getConstantValue(limitText, m_maximumValue, true);
     }
     if (group->findItem("", "Minimum Value", limitText, false) != 0)
     {
-        activeSymbolManager(function, __LINE__, m_name).getConstantValue(limitText, m_minimumValue, true);
+        activeSymbolManager(kSetConfigurationFunction, __LINE__, m_name)
+            .getConstantValue(limitText, m_minimumValue, true);
     }
     if (m_maximumValue < m_minimumValue)
     {
         int line = 0;
         group->findItemLineNumber("Minimum Value", line, false);
-        throw cMinMaxException(kSource, function, __LINE__, m_name, m_minimumValue, m_maximumValue,
-                               "Error at line number: " + std::to_string(line) + "\n");
+        throw cMinMaxException(kSource, kSetConfigurationFunction, __LINE__, m_name, m_minimumValue,
+                               m_maximumValue, "Error at line number: " + std::to_string(line) + "\n");
     }
 }
 
@@ -714,7 +715,6 @@ void cParameter::readInitialValue(cConfigurationGroup* group)
 
 void cParameter::registerFromConfiguration(cConfigurationGroup* group)
 {
-    char const* const function = kSetConfigurationFunction;
     bool registered = false;
     std::string registrationName;
     extractRegistrationConfiguration(group, registered, registrationName);
@@ -726,7 +726,7 @@ void cParameter::registerFromConfiguration(cConfigurationGroup* group)
         if (group->findItem("", "Condition", conditionText, false) != 0)
         {
             mpf_class conditionValue;
-            if (activeSymbolManager(function, __LINE__, m_name)
+            if (activeSymbolManager(kSetConfigurationFunction, __LINE__, m_name)
                     .getConstantValue(conditionText, conditionValue, true))
             {
                 condition = static_cast<int>(conditionValue.get_si());
@@ -738,7 +738,8 @@ void cParameter::registerFromConfiguration(cConfigurationGroup* group)
     m_condition = condition;
     if (registered)
     {
-        activeSymbolManager(function, __LINE__, m_name).registerVariableSymbol(m_registrationName, this);
+        activeSymbolManager(kSetConfigurationFunction, __LINE__, m_name)
+            .registerVariableSymbol(m_registrationName, this);
     }
 }
 
