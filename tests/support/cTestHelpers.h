@@ -14,12 +14,12 @@
 class cEventCounter
 {
 public:
+    // Notifies under the lock: a waiter that sees the count may end and destroy the counter (a global
+    // at exit, say) as soon as it can take the mutex, so nothing may touch it after the unlock.
     void notify()
     {
-        {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            ++m_count;
-        }
+        std::lock_guard<std::mutex> lock(m_mutex);
+        ++m_count;
         m_changed.notify_all();
     }
     bool waitFor(unsigned int count)
