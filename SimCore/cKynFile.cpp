@@ -193,7 +193,7 @@ int cKynFile::load(std::string* errorText)
         return 1;
     // The declared channel names come from the active project; without one, none are declared.
     std::vector<std::string> const declaredChannels;
-    int const result = m_inputFile->load(declaredChannels, errorText);
+    int const result = m_inputFile->load(declaredChannels, nullptr, errorText);
     // Even a failed read counts as loaded, so that a bad recording is not read again at every use.
     m_loaded = true;
     return result;

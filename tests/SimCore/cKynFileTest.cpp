@@ -16,7 +16,7 @@ namespace
 struct cCountingRecording : cInputFile
 {
     using cInputFile::cInputFile;
-    int load(std::vector<std::string> const& declared, std::string* errorText) override
+    int load(std::vector<std::string> const& declared, cConfigurationGroup const*, std::string* errorText) override
     {
         ++loads;
         declaredCount = declared.size();

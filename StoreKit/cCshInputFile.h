@@ -1,0 +1,28 @@
+// cCshInputFile: the CSH crash recording, our text format: readable and diff-able. A header of the crash
+// fields, then per channel its name, unit, sampling rate, sample count and declared defects, then the
+// samples of each channel, one per line. Read and written; a round trip is exact.
+#pragma once
+#include "StoreKit/cAcquisitionInputFile.h"
+
+#include <string>
+#include <vector>
+
+class cCshInputFile : public cAcquisitionInputFile
+{
+public:
+    // Opens path with the stream mode (0x21 for a crash file list); read() then reads the directory.
+    cCshInputFile(char const* path, int mode);
+    ~cCshInputFile() override;
+
+    // Writes any recording in this format: a cAcquisitionInputFile with its header, defects and extra
+    // items, or a recording in memory with its channels only. Samples are fetched first; the text goes
+    // to a temporary file renamed over path when complete, so a failure never loses the old file.
+    static void writeFile(cInputFile const& recording, std::string const& path);
+    // Writes this recording back to its own path.
+    void save() override;
+
+    void readChannelSamples(cChannelInput const& channel, std::vector<float>& samples) const override;
+
+protected:
+    void readDirectory() override;
+};
