@@ -222,9 +222,17 @@ void cAcquisitionInputFile::save()
 
 void cAcquisitionInputFile::failAtLine(unsigned int line, std::string const& what) const
 {
+    if (line == 0)
+        fail(what);
+    failInFile(getFileName(), line, what);
+}
+
+void cAcquisitionInputFile::failInFile(std::string const& file, unsigned int line,
+                                       std::string const& what) const
+{
     throw cGenericException(kSource, "cAcquisitionInputFile::read", __LINE__,
-                            "Bad crash recording \"" + getFileName() + "\" at line " + std::to_string(line) +
-                                ": " + what);
+                            "Bad crash recording \"" + file + "\" at line " + std::to_string(line) + ": " +
+                                what);
 }
 
 void cAcquisitionInputFile::fail(std::string const& what) const

@@ -187,8 +187,12 @@ protected:
     // Records a header item as the recording gives it; a crash field's key fills the field (a number
     // field that is no number throws the format error at that line).
     void addHeaderItem(std::string const& key, std::string const& value, unsigned int line);
-    // cGenericException "Bad crash recording "<path>" at line <line>: <what>".
+    // cGenericException "Bad crash recording "<path>" at line <line>: <what>"; a line of 0 (a binary
+    // format has none) gives the message of fail().
     [[noreturn]] void failAtLine(unsigned int line, std::string const& what) const;
+    // The same for another file of the recording (an ISO-MME channel file): "Bad crash recording
+    // "<file>" at line <line>: <what>".
+    [[noreturn]] void failInFile(std::string const& file, unsigned int line, std::string const& what) const;
     // cGenericException "Bad crash recording "<path>": <what>".
     [[noreturn]] void fail(std::string const& what) const;
     // The raw header items as the recording gave them, for the mapping.
