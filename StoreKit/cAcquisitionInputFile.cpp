@@ -154,6 +154,10 @@ void cAcquisitionInputFile::addHeaderItem(std::string const& key, std::string co
 
 void cAcquisitionInputFile::read()
 {
+    // The directory is read once: a second read would add every channel again.
+    if (m_directoryRead)
+        return;
+    m_directoryRead = true;
     readDirectory();
     m_defects.resize(getChannelInputSize());
     applyCrashMapping();

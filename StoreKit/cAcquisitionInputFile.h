@@ -94,7 +94,8 @@ public:
 
     ~cAcquisitionInputFile() override;
 
-    // Reads the header and the channel directory through the open stream; a crash mapping group set
+    // Reads the header and the channel directory through the open stream, once (later calls do nothing,
+    // also after a failure: the object is then to be deleted); a crash mapping group set
     // before (setCrashMapping) maps foreign header keys onto the crash fields. A file that is not a
     // recording of the format throws cGenericException "Bad crash recording "<path>" at line <n>: ..."
     // (a binary format names the byte offset instead of the line); nothing is ever read past the end.
@@ -213,4 +214,5 @@ private:
     tHeaderItems m_rawItems;
     std::vector<std::vector<sDeclaredDefect>> m_defects;
     cConfigurationGroup const* m_crashMapping = nullptr;
+    bool m_directoryRead = false;
 };
