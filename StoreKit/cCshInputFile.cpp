@@ -501,7 +501,8 @@ void cCshInputFile::save()
     // The samples now stand elsewhere in the file: find the first section again and index anew.
     std::lock_guard<std::mutex> lock(m_sectionsMutex);
     m_sections.clear();
-    size_t const data = text.find("\n" + std::string(kDataKey) + " = ");
+    // The first line that opens a data section: keys and values never hold a line break unescaped.
+    size_t const data = text.find("\nData = ");
     m_dataOffset = data == std::string::npos ? std::string::npos : data + 1;
     m_dataLine = data == std::string::npos
                      ? 0
