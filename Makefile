@@ -4,9 +4,11 @@ SANITIZE_DIR ?= build-sanitize
 TSAN_DIR     ?= build-tsan
 BENCH_DIR    ?= build-bench
 CONSUMER_DIR ?= build-consumer
+FUZZ_DIR     ?= build-fuzz
+FUZZ_SECONDS ?= 60
 JOBS         ?= $(shell nproc 2>/dev/null || echo 2)
 
-.PHONY: all deps test sanitize tsan consumer format-check demo bench clean
+.PHONY: all deps test sanitize tsan consumer fuzz format-check demo bench clean
 
 all: test
 
@@ -38,6 +40,14 @@ consumer: deps
 	cmake --build $(CONSUMER_DIR) -j $(JOBS) --target consumer
 	$(CONSUMER_DIR)/consumer
 
+# The file readers under libFuzzer (clang, with ASan and UBSan), each for FUZZ_SECONDS, seeded from
+# tests/data. A finding stops the run; its input is left in $(FUZZ_DIR)/findings.
+fuzz: deps
+	cmake -S . -B $(FUZZ_DIR) -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+		-DSIMCORE_FUZZ=ON -DSIMCORE_BUILD_TESTS=OFF
+	cmake --build $(FUZZ_DIR) -j $(JOBS) --target CshReaderFuzz BinReaderFuzz MmeReaderFuzz ConfigurationReaderFuzz
+	tests/fuzz/run.sh $(FUZZ_DIR) $(FUZZ_SECONDS)
+
 # The layout of every tracked source against .clang-format; changes nothing.
 format-check: deps
 	git ls-files -z '*.cpp' '*.h' | xargs -0 clang-format --dry-run --Werror
@@ -52,4 +62,4 @@ bench: deps
 	@for b in $(BENCH_DIR)/bench/*Bench; do [ -x "$$b" ] && "$$b"; done; true
 
 clean:
-	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(TSAN_DIR) $(BENCH_DIR) $(CONSUMER_DIR)
+	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(TSAN_DIR) $(BENCH_DIR) $(CONSUMER_DIR) $(FUZZ_DIR)

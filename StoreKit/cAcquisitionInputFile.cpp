@@ -4,7 +4,11 @@
 #include "BaseKit/cKynException.h"
 #include "StoreKit/cConfigurationGroup.h"
 
+#include <cstdio>
 #include <cstdlib>
+#include <fstream>
+
+#include <unistd.h>
 
 namespace
 {
@@ -239,4 +243,24 @@ void cAcquisitionInputFile::fail(std::string const& what) const
 {
     throw cGenericException(kSource, "cAcquisitionInputFile::read", __LINE__,
                             "Bad crash recording \"" + getFileName() + "\": " + what);
+}
+
+void cAcquisitionInputFile::replaceFileContent(std::string const& path, std::string const& bytes)
+{
+    std::string const temporary = path + ".tmp-" + std::to_string(::getpid());
+    {
+        std::ofstream output(temporary, std::ios::out | std::ios::binary | std::ios::trunc);
+        output.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+        output.close();
+        if (!output)
+        {
+            std::remove(temporary.c_str());
+            throw cFstreamOpenException(kSource, "cAcquisitionInputFile::replaceFileContent", __LINE__, path);
+        }
+    }
+    if (std::rename(temporary.c_str(), path.c_str()) != 0)
+    {
+        std::remove(temporary.c_str());
+        throw cFstreamOpenException(kSource, "cAcquisitionInputFile::replaceFileContent", __LINE__, path);
+    }
 }

@@ -195,6 +195,10 @@ protected:
     [[noreturn]] void failInFile(std::string const& file, unsigned int line, std::string const& what) const;
     // cGenericException "Bad crash recording "<path>": <what>".
     [[noreturn]] void fail(std::string const& what) const;
+    // Writes bytes to path + ".tmp-" + process id and renames that over path, so that a failed write
+    // never loses the old file; a failure removes the temporary file and throws cFstreamOpenException
+    // with the path.
+    static void replaceFileContent(std::string const& path, std::string const& bytes);
     // The raw header items as the recording gave them, for the mapping.
     tHeaderItems const& getRawHeaderItems() const { return m_rawItems; }
 

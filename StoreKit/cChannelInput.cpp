@@ -2,10 +2,29 @@
 
 #include "BaseKit/cKynException.h"
 
+#include <cstdlib>
 #include <utility>
 
+namespace
+{
+// The nearest double: mpf_class::get_d truncates, which would turn a rate read as "3333.333" into
+// 3333.3329999999996.
+double nearestDouble(mpf_class const& value)
+{
+    mp_exp_t exponent = 0;
+    std::string digits = value.get_str(exponent, 10, 25);
+    if (digits.empty())
+        return 0.0;
+    bool const negative = digits.front() == '-';
+    if (negative)
+        digits.erase(0, 1);
+    std::string const text = (negative ? "-0." : "0.") + digits + "e" + std::to_string(exponent);
+    return std::strtod(text.c_str(), nullptr);
+}
+} // namespace
+
 cChannelInput::cChannelInput(std::string name, mpf_class const& samplingRate)
-    : m_name(std::move(name)), m_samplingRate(samplingRate), m_samplingRateInHz(samplingRate.get_d())
+    : m_name(std::move(name)), m_samplingRate(samplingRate), m_samplingRateInHz(nearestDouble(samplingRate))
 {
     // A channel in memory has all its samples from the start: none yet, then those added.
     m_samplesPresent.store(true, std::memory_order_release);
@@ -15,7 +34,7 @@ cChannelInput::cChannelInput(std::string name, std::string unit, mpf_class const
                              unsigned int sampleCount, IChannelSampleSource const* source,
                              unsigned int sourceIndex)
     : m_name(std::move(name)), m_unit(std::move(unit)), m_samplingRate(samplingRate),
-      m_samplingRateInHz(samplingRate.get_d()), m_sampleCount(sampleCount), m_source(source),
+      m_samplingRateInHz(nearestDouble(samplingRate)), m_sampleCount(sampleCount), m_source(source),
       m_sourceIndex(sourceIndex)
 {
 }

@@ -4,6 +4,7 @@
 #pragma once
 #include "StoreKit/cAcquisitionInputFile.h"
 
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -25,4 +26,21 @@ public:
 
 protected:
     void readDirectory() override;
+
+private:
+    // Where the samples of one channel stand in the file: bytes [begin, end) and the line of the first.
+    struct sSection
+    {
+        size_t begin = 0;
+        size_t end = 0;
+        unsigned int firstLine = 0;
+    };
+    // Finds every channel's data section in the whole text, checking that each has its count of lines.
+    void indexSections(std::string const& text) const;
+
+    size_t m_dataOffset = 0;
+    unsigned int m_dataLine = 0;
+    // Built on the first sample read, under the lock: channels may be read from several threads.
+    mutable std::mutex m_sectionsMutex;
+    mutable std::vector<sSection> m_sections;
 };
