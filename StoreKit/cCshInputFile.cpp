@@ -3,6 +3,7 @@
 #include "BaseKit/Conversions.h"
 #include "BaseKit/cKynException.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <fstream>
@@ -417,6 +418,11 @@ void cCshInputFile::readChannelSamples(cChannelInput const& channel, std::vector
 
 void cCshInputFile::writeFile(cInputFile const& recording, std::string const& path)
 {
+    replaceFileContent(path, textOf(recording, path));
+}
+
+std::string cCshInputFile::textOf(cInputFile const& recording, std::string const& path)
+{
     auto fail = [&](std::string const& what)
     {
         throw cGenericException("StoreKit/cCshInputFile", "cCshInputFile::writeFile", __LINE__,
@@ -471,20 +477,33 @@ void cCshInputFile::writeFile(cInputFile const& recording, std::string const& pa
         }
     }
     cursor = 0;
-    for (cChannelInput const* channel = recording.firstChannelInput(cursor); channel != nullptr;
+    for (cChannelInput* channel = recording.firstChannelInput(cursor); channel != nullptr;
          channel = recording.nextChannelInput(cursor))
     {
         text += std::string(kDataKey) + " = " + encoded(channel->getName()) + "\n";
+        bool const hadSamples = channel->hasSamples();
         for (float const sample : channel->getSamples())
         {
             text += shortestText(sample);
             text += '\n';
         }
+        // A crash file out of use holds no samples: what was read only to be written goes again.
+        if (!hadSamples)
+            channel->releaseSamples();
     }
-    replaceFileContent(path, text);
+    return text;
 }
 
 void cCshInputFile::save()
 {
-    writeFile(*this, getFileName());
+    std::string const text = textOf(*this, getFileName());
+    replaceFileContent(getFileName(), text);
+    // The samples now stand elsewhere in the file: find the first section again and index anew.
+    std::lock_guard<std::mutex> lock(m_sectionsMutex);
+    m_sections.clear();
+    size_t const data = text.find("\n" + std::string(kDataKey) + " = ");
+    m_dataOffset = data == std::string::npos ? std::string::npos : data + 1;
+    m_dataLine = data == std::string::npos
+                     ? 0
+                     : static_cast<unsigned int>(std::count(text.begin(), text.begin() + data + 1, '\n')) + 1;
 }

@@ -35,6 +35,8 @@ private:
         size_t end = 0;
         unsigned int firstLine = 0;
     };
+    // The whole CSH text of a recording; path only names the target in messages.
+    static std::string textOf(cInputFile const& recording, std::string const& path);
     // Finds every channel's data section in the whole text, checking that each has its count of lines.
     void indexSections(std::string const& text) const;
 
