@@ -232,10 +232,11 @@ TEST_F(cKynFileTest, MakeAcquisitionFileRefusesOtherExtensionsAndFilesItCannotRe
     EXPECT_EQ(testData("SimCore/results/acquisition-failures.txt"), failures);
 
     // A format error of the reader comes through as it is (the recording is deleted: no leak).
-    std::string const bad = tempPath("bad.bin");
+    std::string const bad = tempPath("bad.Bin");
     writeText(bad, "not a BIN recording");
-    EXPECT_EQ("cGenericException", failureOf([&] { myActiveFileList->addFile(bad.c_str(), nullptr); })
-                                       .substr(0, std::string("cGenericException").size()));
+    EXPECT_EQ("cGenericException|cAcquisitionInputFile::read|Bad crash recording \"" + bad +
+                  "\": not a BIN recording (bad magic)",
+              failureOf([&] { myActiveFileList->addFile(bad.c_str(), nullptr); }));
     EXPECT_EQ(0u, myActiveFileList->getFilesNumber()) << "a file that cannot be read leaves no entry";
 }
 
