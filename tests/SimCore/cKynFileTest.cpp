@@ -231,12 +231,16 @@ TEST_F(cKynFileTest, MakeAcquisitionFileRefusesOtherExtensionsAndFilesItCannotRe
     }
     EXPECT_EQ(testData("SimCore/results/acquisition-failures.txt"), failures);
 
-    // A format error of the reader comes through as it is (the recording is deleted: no leak).
-    std::string const bad = tempPath("bad.Bin");
-    writeText(bad, "not a BIN recording");
-    EXPECT_EQ("cGenericException|cAcquisitionInputFile::read|Bad crash recording \"" + bad +
-                  "\": not a BIN recording (bad magic)",
-              failureOf([&] { myActiveFileList->addFile(bad.c_str(), nullptr); }));
+    // The reader of the extension, in any case, reports a format error as it is (the recording is deleted).
+    for (auto const& [name, what] : std::vector<std::pair<std::string, std::string>>{
+             {"bad.Bin", "\": not a BIN recording (bad magic)"},
+             {"bad.mMe", "\" at line 1: \"not a recording\" is no \"name:value\" line"}})
+    {
+        std::string const bad = tempPath(name);
+        writeText(bad, "not a recording");
+        EXPECT_EQ("cGenericException|cAcquisitionInputFile::read|Bad crash recording \"" + bad + what,
+                  failureOf([&] { myActiveFileList->addFile(bad.c_str(), nullptr); }));
+    }
     EXPECT_EQ(0u, myActiveFileList->getFilesNumber()) << "a file that cannot be read leaves no entry";
 }
 
