@@ -1,5 +1,6 @@
 #include "SimCore/cFileConfigured.h"
 
+#include "BaseKit/UserMessages.h"
 #include "BaseKit/cKynException.h"
 #include "StoreKit/cCfgInputFile.h"
 
@@ -52,6 +53,23 @@ void cFileConfigured::setConfiguration(cCfgInputFile* const file)
         return;
     deleteConfigurationFile();
     m_configurationFile = file;
+}
+
+void cFileConfigured::refuseLockedFile(cCfgInputFile const& file, char const* source, char const* function,
+                                       int line)
+{
+    doWarningMessage(
+        "The file " + file.getFileName() +
+        " is locked.\n\n"
+        "The file has probably been locked when creating a batch mode file or because it is a reference "
+        "file. "
+        "When creating a batch mode, necessary files are locked to ensure possible recovery of the exact "
+        "batch "
+        "mode parameters later.\n\n It should probably NOT be overwritten.\n - If you don't want to "
+        "overwrite "
+        "it, enter a new file name in the next dialog box, or cancel it.\n - If you want to overwrite it "
+        "anyway, select its name and confirm.");
+    throw cFileNotWritableException(source, function, line);
 }
 
 void cFileConfigured::deleteConfigurationFile()

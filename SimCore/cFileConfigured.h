@@ -40,6 +40,11 @@ protected:
     // a file. A cKynException gets "\nFile: " path appended and is rethrown with no file held.
     virtual void setConfiguration(std::string const& path);
     void deleteConfigurationFile();
+    // The refusal every saver gives for a file locked against writing (a file of a batch, a reference
+    // file): a warning "The file <name> is locked." with why files get locked and what to do, then
+    // cFileNotWritableException with the caller's origin. Nothing is written.
+    [[noreturn]] static void refuseLockedFile(cCfgInputFile const& file, char const* source,
+                                              char const* function, int line);
 
 private:
     cCfgInputFile* m_configurationFile = nullptr;

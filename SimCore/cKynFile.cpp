@@ -5,11 +5,17 @@
 #include "BaseKit/cTraceProvider.h"
 #include "SimCore/cAlgorithm.h"
 #include "SimCore/cTimeEvent.h"
+#include "StoreKit/CSensorDefect.h"
+#include "StoreKit/CSensorDefectChannelConfiguration.h"
+#include "StoreKit/cBinInputFile.h"
 #include "StoreKit/cCfgInputFile.h"
 #include "StoreKit/cConfigurationGroup.h"
+#include "StoreKit/cCshInputFile.h"
 #include "StoreKit/cInputFile.h"
+#include "StoreKit/cMmeInputFile.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -41,6 +47,31 @@ long frequencyOf(cTimeEvent const* timeEvent)
 cTimeEventMgr* activeTimeEvents()
 {
     return myActiveAlgorithm != nullptr ? static_cast<cTimeEventMgr*>(myActiveAlgorithm) : nullptr;
+}
+
+// The channels of the active preprocessing set, in its order. There is no preprocessing set in the
+// library yet, so no channel: the defect map stays empty until the set exists.
+std::vector<std::string> activePreprocessingChannelNames()
+{
+    return {};
+}
+
+// The channel names the active project declares, and its "Channel Name Mapping" group. There is no
+// project in the library yet: nothing is declared and nothing renamed.
+std::vector<std::string> activeProjectDeclaredChannels()
+{
+    return {};
+}
+cConfigurationGroup const* activeProjectChannelMapping()
+{
+    return nullptr;
+}
+
+bool hasExtension(std::string const& path, char const* extension)
+{
+    std::string found = GetExtension(path.c_str());
+    toLower(found);
+    return found == extension;
 }
 } // namespace
 
@@ -136,12 +167,14 @@ cKynFile::cKynFile(cInputFile* recording) : m_inputFile(recording)
 {
     try
     {
+        FillMapOfFileChannelDefects();
         initialiseTtfSettings();
     }
     catch (...)
     {
         // No destructor runs for a constructor that fails: give back what was taken.
         clearTtfSettings();
+        clearChannelDefects();
         delete m_inputFile;
         throw;
     }
@@ -150,6 +183,7 @@ cKynFile::cKynFile(cInputFile* recording) : m_inputFile(recording)
 cKynFile::~cKynFile()
 {
     clearTtfSettings();
+    clearChannelDefects();
     delete m_inputFile;
 }
 
@@ -177,6 +211,67 @@ void cKynFile::clearTtfSettings()
     m_ttfSettings.clear();
 }
 
+void cKynFile::clearChannelDefects()
+{
+    m_currentChannelConfiguration = nullptr;
+    for (auto const& entry : m_channelDefects)
+        delete entry.second;
+    m_channelDefects.clear();
+}
+
+cAcquisitionInputFile* cKynFile::acquisition() const
+{
+    return dynamic_cast<cAcquisitionInputFile*>(m_inputFile);
+}
+
+std::string cKynFile::headerText(ECrashText field) const
+{
+    cAcquisitionInputFile const* const recording = acquisition();
+    return recording != nullptr ? recording->getText(field) : std::string();
+}
+
+mpf_class cKynFile::headerNumber(ECrashNumber field) const
+{
+    cAcquisitionInputFile const* const recording = acquisition();
+    return recording != nullptr ? recording->getNumber(field) : mpf_class(0);
+}
+
+long cKynFile::getInstrumentationNumber() const
+{
+    cAcquisitionInputFile const* const recording = acquisition();
+    return recording != nullptr ? recording->getInstrumentationNumber() : 0;
+}
+
+cChannelInput* cKynFile::firstChannelInput(unsigned int& cursor) const
+{
+    return m_inputFile->firstChannelInput(cursor);
+}
+
+cChannelInput* cKynFile::nextChannelInput(unsigned int& cursor) const
+{
+    return m_inputFile->nextChannelInput(cursor);
+}
+
+unsigned int cKynFile::getChannelInputSize() const
+{
+    return m_inputFile->getChannelInputSize();
+}
+
+void cKynFile::addChannelInput(cChannelInput* const channel)
+{
+    m_inputFile->addChannelInput(channel);
+}
+
+int cKynFile::save()
+{
+    cAcquisitionInputFile* const recording = acquisition();
+    // A recording made in memory has no format to be written in.
+    if (recording == nullptr)
+        throw cFileNotWritableException(kSource, "cKynFile::save", __LINE__);
+    recording->save();
+    return 1;
+}
+
 std::string cKynFile::getFileName() const
 {
     return m_inputFile->getFileName();
@@ -191,9 +286,8 @@ int cKynFile::load(std::string* errorText)
 {
     if (m_loaded)
         return 1;
-    // The declared channel names come from the active project; without one, none are declared.
-    std::vector<std::string> const declaredChannels;
-    int const result = m_inputFile->load(declaredChannels, nullptr, errorText);
+    int const result =
+        m_inputFile->load(activeProjectDeclaredChannels(), activeProjectChannelMapping(), errorText);
     // Even a failed read counts as loaded, so that a bad recording is not read again at every use.
     m_loaded = true;
     return result;
@@ -214,6 +308,20 @@ void cKynFile::useFile(bool use, std::string* errorText)
         m_loaded = false;
         KYN_TRACE_GLOBAL(3, "File unselected for use: " + getFileName());
     }
+}
+
+structTTF* cKynFile::firstTTFSetting(tTtfCursor& cursor) const
+{
+    cursor = m_ttfSettings.begin();
+    return cursor != m_ttfSettings.end() ? cursor->second : nullptr;
+}
+
+structTTF* cKynFile::nextTTFSetting(tTtfCursor& cursor) const
+{
+    if (cursor == m_ttfSettings.end())
+        return nullptr;
+    ++cursor;
+    return cursor != m_ttfSettings.end() ? cursor->second : nullptr;
 }
 
 structTTF* cKynFile::findStructTTF(cTimeEvent const* timeEvent) const
@@ -284,19 +392,261 @@ bool cKynFile::loadTTFSettings(cConfigurationGroup* group)
     return true;
 }
 
+void cKynFile::buildFile(cConfigurationGroup* group) const
+{
+    if (group->getName() == "Time Event Settings List")
+        buildTtfSettings(group);
+    else if (group->getName() == "Channel Defects List")
+        buildChannelDefects(group);
+    else
+    {
+        auto ttf = std::make_unique<cConfigurationGroup>("Time Event Settings List");
+        buildTtfSettings(ttf.get());
+        group->addConfigurationGroup(ttf.release());
+        auto defects = std::make_unique<cConfigurationGroup>("Channel Defects List");
+        buildChannelDefects(defects.get());
+        group->addConfigurationGroup(defects.release());
+    }
+}
+
+void cKynFile::buildTtfSettings(cConfigurationGroup* group) const
+{
+    // The events go in the order of the algorithm's list, not of the map (which follows addresses), so
+    // that saving the same list twice writes the same text.
+    std::vector<structTTF const*> ordered;
+    if (cTimeEventMgr const* const events = activeTimeEvents())
+        for (cTimeEvent* event : events->GetParameters())
+            if (structTTF const* const ttf = tryFindStructTTF(event))
+                ordered.push_back(ttf);
+    for (auto const& entry : m_ttfSettings)
+        if (std::find(ordered.begin(), ordered.end(), entry.second) == ordered.end())
+            ordered.push_back(entry.second);
+    for (structTTF const* const ttf : ordered)
+    {
+        auto settings = std::make_unique<cConfigurationGroup>("Time Event Settings");
+        settings->addInformation("Time Event", ttf->timeEvent != nullptr ? ttf->timeEvent->getName() : "");
+        settings->addInformation("Minimum Value", ttf->asString(eTtfMinimum, 12));
+        settings->addInformation("Optimum", ttf->asString(eTtfOptimum, 12));
+        settings->addInformation("Maximum Value", ttf->asString(eTtfMaximum, 12));
+        settings->addInformation("Weight", mpf_class(ttf->weight), 12);
+        group->addConfigurationGroup(settings.release());
+    }
+}
+
+void cKynFile::buildChannelDefects(cConfigurationGroup* group) const
+{
+    for (auto const& [channel, configuration] : m_channelDefects)
+    {
+        cStorage<CSensorDefect*> const& defects = configuration->getDefects();
+        if (defects.empty())
+            continue;
+        auto channelGroup = std::make_unique<cConfigurationGroup>("Channel Defects");
+        channelGroup->addInformation("Channel Name", channel);
+        for (unsigned int i = 0; i < defects.size(); ++i)
+        {
+            CSensorDefect const* const defect = defects[i];
+            auto settings = std::make_unique<cConfigurationGroup>("Defects Settings");
+            settings->addInformation("Defect Name", defect->getDefectName());
+            settings->addInformation("Defect Type", defect->getDefectTypeAsString());
+            settings->addInformation("Defect From", mpf_class(defect->getDefectFrom()), 12);
+            settings->addInformation("Defect To", mpf_class(defect->getDefectTo()), 12);
+            settings->addInformation("Used", defect->isUsedDefect());
+            channelGroup->addConfigurationGroup(settings.release());
+        }
+        group->addConfigurationGroup(channelGroup.release());
+    }
+}
+
+// ---------------------------------------------------------------------------------------------- defects
+
+void cKynFile::FillMapOfFileChannelDefects()
+{
+    FillMapOfFileChannelDefects(activePreprocessingChannelNames());
+}
+
+void cKynFile::FillMapOfFileChannelDefects(std::vector<std::string> const& channelNames)
+{
+    load(nullptr);
+    bool const isCsh = hasExtension(getFileName(), "csh");
+    cAcquisitionInputFile const* const recording = acquisition();
+    for (std::string const& name : channelNames)
+    {
+        if (m_channelDefects.count(name) != 0)
+            continue;
+        cChannelInput const* const input = m_inputFile->findChannelInput(name);
+        // A channel the recording lacks spans nothing: no sample of it can be defective.
+        float const end = input != nullptr ? input->getEndTimeInMs() : 0.0f;
+        auto configuration = std::make_unique<CSensorDefectChannelConfiguration>(0.0f, end);
+        if (isCsh && recording != nullptr)
+        {
+            cChannelDefectRecord const record = recording->getChannelDefectRecord(name);
+            int const count = record.getCSHChannelDefectNumber();
+            for (int i = 0; i < count; ++i)
+            {
+                std::string const defectName = record.getCSHChannelDefectName(i);
+                double const from = record.getCSHChannelDefectFrom(i);
+                double const to = record.getCSHChannelDefectTo(i);
+                if (defectName == " " || from == -1.0 || to == -1.0)
+                    continue;
+                auto defect =
+                    std::make_unique<CSensorDefect>(defectName, eDefectDeclaredInRecording,
+                                                    static_cast<float>(from), static_cast<float>(to), false);
+                defect->setEnableDefectPopup(defect->getDefectTo() == end);
+                configuration->addDefect(defect.release());
+            }
+        }
+        m_channelDefects.emplace(name, configuration.get());
+        configuration.release();
+    }
+}
+
+bool cKynFile::loadMapOfFileChannelDefects(cConfigurationGroup* group)
+{
+    if (group == nullptr)
+        return true;
+    bool result = true;
+    // What the list says replaces what the recording declared.
+    for (auto const& entry : m_channelDefects)
+        entry.second->clearDefects();
+    for (cConfigurationGroup const* const channelGroup : group->GetConfigurationGroups())
+    {
+        if (channelGroup->getName() != "Channel Defects")
+            continue;
+        std::string channel;
+        CSensorDefectChannelConfiguration* configuration = nullptr;
+        try
+        {
+            channelGroup->findItem("", "Channel Name", channel, true);
+            auto const found = m_channelDefects.find(channel);
+            if (found != m_channelDefects.end())
+                configuration = found->second;
+        }
+        catch (cKynException const&)
+        {
+            result = false;
+        }
+        if (configuration == nullptr)
+            continue;
+        for (cConfigurationGroup const* const settings : channelGroup->GetConfigurationGroups())
+        {
+            if (settings->getName() != "Defects Settings")
+                continue;
+            try
+            {
+                std::string name;
+                std::string type;
+                float from = 0.0f;
+                float to = 0.0f;
+                bool used = false;
+                settings->findItem("", "Defect Name", name, true);
+                settings->findItem("", "Defect Type", type, true);
+                settings->findItem("", "Defect From", from, true);
+                settings->findItem("", "Defect To", to, true);
+                settings->findItem("", "Used", used, true);
+                auto defect = std::make_unique<CSensorDefect>();
+                defect->setDefectName(name);
+                defect->setDefectTypeAsString(type);
+                defect->setDefectFrom(from);
+                defect->setDefectTo(to);
+                defect->setEnableDefectPopup(to == configuration->getEndOfChannel());
+                CSensorDefect* const added = defect.get();
+                configuration->addDefect(defect.release());
+                if (used)
+                    addUsedDefect(added, channel);
+            }
+            catch (cKynException const&)
+            {
+                // The caller warns once for the whole list; the other defects are read.
+                result = false;
+            }
+        }
+    }
+    return result;
+}
+
+void cKynFile::addUsedDefect(CSensorDefect* defect, std::string channel)
+{
+    changeStateSensorDefect(defect, std::move(channel), true);
+}
+
+void cKynFile::removeUsedDefect(CSensorDefect* defect, std::string channel)
+{
+    changeStateSensorDefect(defect, std::move(channel), false);
+}
+
+void cKynFile::changeStateSensorDefect(CSensorDefect* defect, std::string channel, bool used)
+{
+    auto const found = m_channelDefects.find(channel);
+    if (found == m_channelDefects.end() || defect == nullptr)
+        return;
+    if (CSensorDefect* const own = found->second->findDefect(defect->getDefectName()))
+        own->setUsedDefect(used);
+}
+
+bool cKynFile::isAnyDefectUsed() const
+{
+    for (auto const& entry : m_channelDefects)
+    {
+        cStorage<CSensorDefect*> const& defects = entry.second->getDefects();
+        for (unsigned int i = 0; i < defects.size(); ++i)
+            if (defects[i]->isUsedDefect())
+                return true;
+    }
+    return false;
+}
+
+bool cKynFile::isDefect(std::string const& channelName, unsigned int sample, float frequency)
+{
+    auto const found = m_channelDefects.find(channelName);
+    m_currentChannelConfiguration = found != m_channelDefects.end() ? found->second : nullptr;
+    CSensorDefectChannelConfiguration const* const configuration = m_currentChannelConfiguration;
+    if (configuration == nullptr)
+        return false;
+    // Single precision, as the sample times of the algorithm stage are compared with it.
+    float const time = (1.0f / frequency) * 1000.0f * static_cast<float>(sample);
+    if (time < configuration->getStartOfChannel() || time > configuration->getEndOfChannel())
+        return false;
+    cStorage<CSensorDefect*> const& defects = configuration->getDefects();
+    for (unsigned int i = 0; i < defects.size(); ++i)
+    {
+        CSensorDefect const* const defect = defects[i];
+        // The type whose text is "Added on the fly": only the user's defects act on the samples.
+        if (defect->isUsedDefect() && defect->getDefectType() == eDefectAddedOnTheFly &&
+            defect->getDefectFrom() <= time && time <= defect->getDefectTo())
+            return true;
+    }
+    return false;
+}
+
+// ---------------------------------------------------------------------------------------------- formats
+
 cInputFile* makeAcquisitionFile(char const* path, int mode, cConfigurationGroup* crashMapping)
 {
-    // The stream mode and the channel mapping are for the readers of the crash formats.
-    static_cast<void>(mode);
-    static_cast<void>(crashMapping);
+    char const* const function = "makeAcquisitionFile";
     std::string const text = path != nullptr ? path : "";
-    std::string extension = GetExtension(path);
-    toLower(extension);
-    if (extension == "csh")
-        throw cFstreamOpenException(kSource, "makeAcquisitionFile", __LINE__,
-                                    text + " (reading CSH files is not available yet)");
-    if (extension == "bin")
-        throw cFstreamOpenException(kSource, "makeAcquisitionFile", __LINE__,
-                                    text + " (reading BIN files is not available yet)");
-    throw cFstreamOpenException(kSource, "makeAcquisitionFile", __LINE__, text);
+    std::unique_ptr<cAcquisitionInputFile> file;
+    if (hasExtension(text, "csh"))
+        file = std::make_unique<cCshInputFile>(text.c_str(), mode);
+    else if (hasExtension(text, "bin"))
+        file = std::make_unique<cBinInputFile>(text.c_str(), mode);
+    else if (hasExtension(text, "mme"))
+        file = std::make_unique<cMmeInputFile>(text.c_str(), mode);
+    else
+        throw cFstreamOpenException(kSource, function, __LINE__, text);
+    if (!file->isOpen())
+    {
+        int const error = errno;
+        errno = 0;
+        // EMFILE (24): the process has no file handle left, which the list reports on its own line.
+        if (error == EMFILE)
+            throw cTooManyOpenFilesException(kSource, function, __LINE__, text);
+        throw cFstreamOpenException(kSource, function, __LINE__, text);
+    }
+    file->setCrashMapping(crashMapping);
+    file->read();
+    if (!file->isOpen())
+        throw cFstreamOpenException(kSource, function, __LINE__, text);
+    // An idle crash file holds no handle: a list of many files would run out of them.
+    file->closeStream();
+    return file.release();
 }

@@ -1,6 +1,11 @@
 #include "SimCore/cKynFileList.h"
 
+#include "BaseKit/Conversions.h"
+#include "BaseKit/UserMessages.h"
+#include "BaseKit/cKynException.h"
 #include "SimCore/cKynFile.h"
+#include "StoreKit/cCfgInputFile.h"
+#include "StoreKit/cConfigurationGroup.h"
 #include "StoreKit/cInputFile.h"
 
 #include <algorithm>
@@ -11,11 +16,30 @@ cKynFileList* myActiveFileList = nullptr;
 
 namespace
 {
+char const* const kSource = "SimCore/cKynFileList";
 // The stream mode of a crash recording: input and binary.
 int const kCrashFileMode = 0x21;
+
+// The short name of the active preprocessing set's file. There is no preprocessing set in the library
+// yet: the name is empty and the units rule finds nothing.
+std::string activePreprocessingShortName()
+{
+    return std::string();
+}
+
+// The name of the active project, written into the list file. There is no project in the library yet.
+std::string activeProjectName()
+{
+    return std::string();
+}
 } // namespace
 
 cKynFileList::cKynFileList() = default;
+
+cKynFileList::cKynFileList(cCfgInputFile* crashMappingFile, std::string const& path)
+{
+    setConfiguration(path, crashMappingFile, true);
+}
 
 cKynFileList::~cKynFileList()
 {
@@ -138,4 +162,212 @@ std::string cKynFileList::getFileFilter(unsigned char)
 std::string cKynFileList::getDefaultExtension(unsigned char)
 {
     return "fls";
+}
+
+void cKynFileList::open(std::string const& path, cCfgInputFile* crashMappingFile, bool showWarnings)
+{
+    setConfiguration(path, crashMappingFile, showWarnings);
+}
+
+void cKynFileList::setConfiguration(std::string const& path, cCfgInputFile* crashMappingFile,
+                                    bool showWarnings)
+{
+    if (path.empty())
+        return;
+    removeAllFiles();
+    try
+    {
+        cFileConfigured::setConfiguration(path);
+    }
+    catch (cFstreamOpenException const&)
+    {
+        throw cGenericException(kSource, "cKynFileList::setConfiguration", __LINE__,
+                                "Failed to open file list: " + path);
+    }
+    if (cCfgInputFile* const file = getConfigurationFile())
+        loadFiles(file->getTopGroup(), crashMappingFile, showWarnings);
+}
+
+void cKynFileList::loadFiles(cConfigurationGroup* group, cCfgInputFile* crashMappingFile, bool showWarnings)
+{
+    if (group == nullptr)
+        return;
+    std::string loadText;
+    std::vector<std::string> failed;
+    bool tooManyOpenFiles = false;
+    bool ttfMissing = false;
+    bool defectsMissing = false;
+    for (cConfigurationGroup* const fileGroup : group->GetConfigurationGroups())
+    {
+        if (fileGroup->getName() != "File")
+            continue;
+        std::string name;
+        fileGroup->findItem("", "Name", name, true);
+        cKynFile* file = nullptr;
+        try
+        {
+            file = addFile(name.c_str(), crashMappingFile);
+        }
+        catch (cTooManyOpenFilesException const&)
+        {
+            tooManyOpenFiles = true;
+            failed.push_back(cGlobalFile(name).extractName());
+            continue;
+        }
+        catch (cKynException const&)
+        {
+            failed.push_back(cGlobalFile(name).extractName());
+            continue;
+        }
+        long color = 0;
+        if (fileGroup->findItem("", "Color", color, false) != 0)
+            file->setColor(color);
+        bool used = false;
+        if (fileGroup->findItem("", "Used", used, false) != 0 && used)
+        {
+            if (showWarnings)
+            {
+                std::string errorText;
+                file->useFile(true, &errorText);
+                if (!errorText.empty())
+                    loadText += errorText + "\n";
+                file->setForceDisplayWarningMessages(false);
+            }
+            else
+                file->useFile(true, nullptr);
+        }
+        if (!file->loadTTFSettings(fileGroup->findConfigurationGroup("Time Event Settings List", true)))
+            ttfMissing = true;
+        // Once one file's defects are found incomplete, the later files get none: kept as the users know it.
+        if (!defectsMissing && !file->loadMapOfFileChannelDefects(
+                                   fileGroup->findConfigurationGroup("Channel Defects List", false)))
+            defectsMissing = true;
+    }
+    if (!loadText.empty())
+        displayScrollMessage("Warning", loadText, 0);
+    if (!failed.empty())
+    {
+        std::string text;
+        if (tooManyOpenFiles)
+            text += "Too many files are already open. Kyn cannot open any more files.\n";
+        text += "The following " + std::to_string(failed.size()) + " files could not be loaded:\n";
+        for (std::string const& name : failed)
+            text += name + "\n";
+        displayScrollMessage("Warning", text, 0);
+    }
+    displayMessageForIncompatibleCrashFiles(showWarnings);
+    if (ttfMissing)
+        doWarningMessage(
+            "Some TTFs in the file list are not defined in the project.\nThey have been discarded.");
+    if (defectsMissing)
+        doWarningMessage("Some channel defect characteristics are missing ");
+}
+
+void cKynFileList::displayMessageForIncompatibleCrashFiles(bool showWarnings) const
+{
+    std::string const report = incompatibleCrashFilesReport(activePreprocessingShortName());
+    if (!report.empty() && showWarnings)
+        displayScrollMessage(
+            "CRITICAL WARNING: Crash File (CSH) Incompatible with Preprocessing File Detected", report, 0);
+}
+
+std::string cKynFileList::incompatibleCrashFilesReport(std::string const& preprocessingShortName) const
+{
+    std::string kind = preprocessingShortName;
+    toLower(kind);
+    char const* token = nullptr;
+    char const* heading = nullptr;
+    if (kind.find("digital") != std::string::npos)
+    {
+        token = "_MSS_";
+        heading = "The following crash files in MSS units have been loaded in a Digital preprocessing:\n\n";
+    }
+    else if (kind.find("reference") != std::string::npos)
+    {
+        token = "_LSB_";
+        heading = "The following crash files in LSB units have been loaded in a Reference preprocessing:\n\n";
+    }
+    else
+        return std::string();
+    std::string names;
+    for (unsigned int i = 0; i < m_files.size(); ++i)
+        // The crash file's token is compared as written: only the preprocessing name is lower-cased.
+        if (m_files[i]->extractName().find(token) != std::string::npos)
+            names += getShortName(m_files[i]->getFileName()) + "\n";
+    return names.empty() ? std::string() : heading + names;
+}
+
+void cKynFileList::saveSettings(std::string comment, std::string const& path, bool saveOption, bool, bool)
+{
+    char const* const function = "cKynFileList::saveSettings";
+    if (path.empty())
+    {
+        cCfgInputFile* const file = getConfigurationFile();
+        if (file == nullptr)
+            throw cNULLPointer(kSource, function, __LINE__, "KYN Error (NULL Pointer). Out of memory ?\n");
+        if (!file->isWritable())
+            refuseLockedFile(*file, kSource, function, __LINE__);
+        buildFile(file->getTopGroup());
+        file->save(saveOption, comment, activeProjectName());
+        return;
+    }
+    std::unique_ptr<cCfgInputFile> file(
+        cCfgInputFile::createFile(path.c_str(), cCfgInputFile::writeMode, "File List", false));
+    buildFile(file->getTopGroup());
+    file->save(saveOption, comment, activeProjectName());
+    cFileConfigured::setConfiguration(file.release());
+}
+
+void cKynFileList::buildFile(cConfigurationGroup* group) const
+{
+    group->clear();
+    for (unsigned int i = 0; i < m_files.size(); ++i)
+    {
+        cKynFile const* const file = m_files[i];
+        auto fileGroup = std::make_unique<cConfigurationGroup>("File");
+        fileGroup->addInformation("Name", file->getFileName());
+        fileGroup->addInformation("Color", file->getColor());
+        fileGroup->addInformation("Used", file->isUsedFile());
+        for (char const* name : {"Time Event Settings List", "Channel Defects List"})
+        {
+            auto list = std::make_unique<cConfigurationGroup>(name);
+            file->buildFile(list.get());
+            fileGroup->addConfigurationGroup(list.release());
+        }
+        group->addConfigurationGroup(fileGroup.release());
+    }
+}
+
+void cKynFileList::reset()
+{
+    removeAllFiles();
+    deleteConfigurationFile();
+}
+
+NewPosition cKynFileList::gatherFilesAroundIdx(std::unordered_set<cKynFile*> files, int index)
+{
+    unsigned int const count = m_files.size();
+    unsigned int const target = static_cast<unsigned int>(std::clamp(index, 0, static_cast<int>(count)));
+    std::vector<cKynFile*> moved;
+    std::vector<cKynFile*> staying;
+    // The block goes before the first staying file at or after the target: that is how many staying
+    // files stand before it.
+    unsigned int before = 0;
+    for (unsigned int i = 0; i < count; ++i)
+    {
+        if (files.count(m_files[i]) != 0)
+            moved.push_back(m_files[i]);
+        else
+        {
+            if (i < target)
+                ++before;
+            staying.push_back(m_files[i]);
+        }
+    }
+    staying.insert(staying.begin() + before, moved.begin(), moved.end());
+    // The same pointers in a new order: the storage keeps its capacity, nothing is allocated.
+    m_files.clear();
+    for (cKynFile* const file : staying)
+        m_files.add(file);
+    return NewPosition{static_cast<int>(before), static_cast<int>(moved.size())};
 }

@@ -1,22 +1,53 @@
 // cKynFileList: the crash files of one multi-preprocessing item, the list a computation runs over, in
-// the user's order, with the subset of files in use. It creates and owns its cKynFile objects.
+// the user's order, with the subset of files in use. It reads and writes the ".fls" file, warns about
+// recordings in the wrong units for the preprocessing in use, and creates and owns its cKynFile objects.
 #pragma once
 #include "BaseKit/cStorage.h"
 #include "SimCore/cFileConfigured.h"
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 class cCfgInputFile;
+class cConfigurationGroup;
 class cInputFile;
 class cKynFile;
+
+// Where gatherFilesAroundIdx put the files it moved: they stand together, in their former relative
+// order, at indices first to first + count - 1 of the list.
+struct NewPosition
+{
+    int first = 0;
+    int count = 0;
+    bool operator==(NewPosition const&) const = default;
+};
 
 class cKynFileList : public cFileConfigured
 {
 public:
     // An empty list.
     cKynFileList();
+    // The list of the ".fls" file at path (see open, with the warnings shown); an empty path gives an
+    // empty list. crashMappingFile (may be null) maps the header keys of foreign recordings.
+    cKynFileList(cCfgInputFile* crashMappingFile, std::string const& path);
     // Deletes the files.
     ~cKynFileList() override;
+
+    using cFileConfigured::saveSettings;
+    // Writes the list: to the file held when path is empty (cNULLPointer without one; a locked file
+    // is refused with a warning and cFileNotWritableException), else to a new file at path, which
+    // then becomes the file held. saveOption keeps the previous content as a backup.
+    virtual void saveSettings(std::string comment, std::string const& path, bool saveOption, bool, bool);
+    // Replaces the files by those of the ".fls" file at path; an empty path changes nothing. Crash
+    // files that cannot be read are reported and left out; with showWarnings false the reads' own
+    // texts and the units warning are not shown. A list file that cannot be opened gives
+    // cGenericException "Failed to open file list: <path>".
+    virtual void open(std::string const& path, cCfgInputFile* crashMappingFile, bool showWarnings);
+
+    // Clears group and writes one "File" group per file, in list order.
+    void buildFile(cConfigurationGroup* group) const;
+    // Deletes the files and forgets the list file.
+    void reset();
 
     // Opens the recording at path and appends a new crash file for it.
     cKynFile* addFile(char const* path, cCfgInputFile* crashMappingFile);
@@ -46,10 +77,26 @@ public:
     // By indices into the list as it stands; indices out of range are passed over.
     void removeFiles(std::vector<int> indices);
 
+    // The host's drag and drop: the files of the set that are in the list leave their places and
+    // stand together, in their relative order, before the first file not in the set at or after index
+    // (an index of the list as it stands, clamped to 0 ... size; behind the last when none follows).
+    NewPosition gatherFilesAroundIdx(std::unordered_set<cKynFile*> files, int index);
+
+    // Warns, when showWarnings is set, about crash files whose name says their units do not suit the
+    // active preprocessing set (see incompatibleCrashFilesReport). The files stay in the list.
+    void displayMessageForIncompatibleCrashFiles(bool showWarnings) const;
+    // The units rule, by name: a preprocessing file whose short name holds "reference" (any case)
+    // expects physical units and takes "_LSB_" crash files as wrong; one holding "digital" (which wins
+    // when both are there) expects LSB and takes "_MSS_" files as wrong. The report names each wrong
+    // file (name with extension) on a line after its first line; "" when no file is wrong.
+    std::string incompatibleCrashFilesReport(std::string const& preprocessingShortName) const;
+
     static std::string getFileFilter(unsigned char kind);
     static std::string getDefaultExtension(unsigned char kind);
 
 private:
+    void setConfiguration(std::string const& path, cCfgInputFile* crashMappingFile, bool showWarnings);
+    void loadFiles(cConfigurationGroup* group, cCfgInputFile* crashMappingFile, bool showWarnings);
     cKynFile* append(cKynFile* file);
     cKynFile* fromUsed(unsigned int& cursor) const;
 

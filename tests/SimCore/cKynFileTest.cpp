@@ -1,13 +1,24 @@
 #include "SimCore/cKynFile.h"
 
 #include "SimCore/cKynFileList.h"
+#include "StoreKit/CSensorDefect.h"
+#include "StoreKit/CSensorDefectChannelConfiguration.h"
 #include "StoreKit/cConfigurationReader.h"
+#include "StoreKit/cConfigurationWriter.h"
 #include "tests/support/cAlgorithmFixture.h"
+#include "tests/support/cConfigurationTexts.h"
 #include "tests/support/cTestHelpers.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <cerrno>
+#include <exception>
+#include <fcntl.h>
+#include <filesystem>
 #include <sstream>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace
@@ -16,7 +27,8 @@ namespace
 struct cCountingRecording : cInputFile
 {
     using cInputFile::cInputFile;
-    int load(std::vector<std::string> const& declared, cConfigurationGroup const*, std::string* errorText) override
+    int load(std::vector<std::string> const& declared, cConfigurationGroup const*,
+             std::string* errorText) override
     {
         ++loads;
         declaredCount = declared.size();
@@ -52,6 +64,28 @@ cConfigurationGroup settings(std::string const& text)
 std::vector<std::string> texts(structTTF const& ttf)
 {
     return {ttf.values[0], ttf.values[1], ttf.values[2]};
+}
+
+// One line per channel of the defect map: "name [start, end]:" and each defect as
+// " name|type|from-to|used|popup;".
+std::string defectsOf(cKynFile const& file)
+{
+    std::ostringstream text;
+    for (auto const& [channel, configuration] : file.getMapOfFileChannelDefects())
+    {
+        text << channel << " [" << configuration->getStartOfChannel() << ", "
+             << configuration->getEndOfChannel() << "]:";
+        for (unsigned int i = 0; i < configuration->getDefects().size(); ++i)
+        {
+            CSensorDefect const* const defect = configuration->getDefects()[i];
+            text << " " << defect->getDefectName() << "|" << defect->getDefectTypeAsString() << "|"
+                 << defect->getDefectFrom() << "-" << defect->getDefectTo() << "|"
+                 << (defect->isUsedDefect() ? "used" : "unused")
+                 << (defect->getEnableDefectPopup() ? "|popup" : "") << ";";
+        }
+        text << "\n";
+    }
+    return text.str();
 }
 } // namespace
 
@@ -146,6 +180,7 @@ TEST_F(cKynFileTest, LoadTTFSettingsStopsAtAnUnknownEventAndKeepsWhatCameBefore)
     EXPECT_EQ(3.0f, a->weight);
 }
 
+// The construction reads the file once already (its defect map needs the channels), without a report.
 TEST_F(cKynFileTest, UseFileReadsOnceAndGivesTheSamplesBackWhenUnselected)
 {
     cRecordingTraceSink trace(3);
@@ -153,15 +188,15 @@ TEST_F(cKynFileTest, UseFileReadsOnceAndGivesTheSamplesBackWhenUnselected)
     cKynFile* const file = myActiveFileList->addFile(recording);
     EXPECT_EQ("/data/crash_01.csh", file->getFileName());
     EXPECT_EQ("crash_01", file->extractName());
+    EXPECT_EQ(1, recording->loads);
+    EXPECT_EQ(0u, recording->declaredCount);
 
     std::string errors;
     file->useFile(true, &errors);
     file->useFile(true, &errors);
     EXPECT_EQ(1, recording->loads) << "a failed read also counts as loaded";
-    EXPECT_EQ(0u, recording->declaredCount);
-    EXPECT_EQ("unreadable", errors);
+    EXPECT_EQ("", errors);
     EXPECT_TRUE(file->isUsedFile());
-    EXPECT_TRUE(file->isLoaded());
     EXPECT_EQ(1, file->load(nullptr));
 
     file->useFile(false, nullptr);
@@ -169,11 +204,13 @@ TEST_F(cKynFileTest, UseFileReadsOnceAndGivesTheSamplesBackWhenUnselected)
     EXPECT_EQ(1, recording->releases) << "only a loaded file is released";
     EXPECT_FALSE(file->isUsedFile());
     EXPECT_FALSE(file->isLoaded());
-    EXPECT_EQ(0, file->load(nullptr)) << "read again after the release";
-    EXPECT_EQ(2, recording->loads);
+    file->useFile(true, &errors);
+    EXPECT_EQ(2, recording->loads) << "read again after the release";
+    EXPECT_EQ("unreadable", errors);
     EXPECT_EQ((std::vector<std::string>{"File selected for use: /data/crash_01.csh",
                                         "File selected for use: /data/crash_01.csh",
-                                        "File unselected for use: /data/crash_01.csh"}),
+                                        "File unselected for use: /data/crash_01.csh",
+                                        "File selected for use: /data/crash_01.csh"}),
               trace.texts());
 
     cRecordingTraceSink quiet(2);
@@ -183,7 +220,7 @@ TEST_F(cKynFileTest, UseFileReadsOnceAndGivesTheSamplesBackWhenUnselected)
 }
 
 // Each path of the input fails with the source and the failure of the expected output's line.
-TEST_F(cKynFileTest, MakeAcquisitionFileNamesThePathAndTheMissingReader)
+TEST_F(cKynFileTest, MakeAcquisitionFileRefusesOtherExtensionsAndFilesItCannotRead)
 {
     std::istringstream paths(testData("SimCore/results/acquisition-paths.txt"));
     std::string failures;
@@ -193,5 +230,113 @@ TEST_F(cKynFileTest, MakeAcquisitionFileNamesThePathAndTheMissingReader)
         failures += sourceOf(open) + "|" + failureOf(open) + "\n";
     }
     EXPECT_EQ(testData("SimCore/results/acquisition-failures.txt"), failures);
+
+    // The reader of the extension, in any case, reports a format error as it is (the recording is deleted).
+    for (auto const& [name, what] : std::vector<std::pair<std::string, std::string>>{
+             {"bad.Bin", "\": not a BIN recording (bad magic)"},
+             {"bad.mMe", "\" at line 1: \"not a recording\" is no \"name:value\" line"}})
+    {
+        std::string const bad = tempPath(name);
+        writeText(bad, "not a recording");
+        EXPECT_EQ("cGenericException|cAcquisitionInputFile::read|Bad crash recording \"" + bad + what,
+                  failureOf([&] { myActiveFileList->addFile(bad.c_str(), nullptr); }));
+    }
     EXPECT_EQ(0u, myActiveFileList->getFilesNumber()) << "a file that cannot be read leaves no entry";
+}
+
+// The process's limit of open files is lowered to the descriptors already open, then restored before
+// the failure is looked at. UndefinedBehaviorSanitizer checks each dynamic type once through a pipe,
+// which needs descriptors: the recording and the failure are made once before the limit is lowered.
+TEST_F(cKynFileTest, MakeAcquisitionFileTellsAProcessOutOfFileHandles)
+{
+    std::string const path = tempPath("front.csh");
+    std::filesystem::copy_file(std::string(SIMCORE_TEST_DATA_DIR) + "SimCore/files/front_LSB_01.csh", path);
+    cInputFile* const opened = makeAcquisitionFile(path.c_str(), 0x21, nullptr);
+    EXPECT_FALSE(dynamic_cast<cBinaryInputFile&>(*opened).isOpen()) << "an idle recording holds no handle";
+    delete opened;
+    static_cast<void>(cTooManyOpenFilesException("", "", 0, path).what());
+
+    rlimit saved{};
+    ASSERT_EQ(0, ::getrlimit(RLIMIT_NOFILE, &saved));
+    int const lowestFree = ::open("/dev/null", O_RDONLY);
+    ASSERT_LE(0, lowestFree);
+    ::close(lowestFree);
+    rlimit low = saved;
+    low.rlim_cur = static_cast<rlim_t>(lowestFree);
+    ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &low));
+    std::exception_ptr failure;
+    try
+    {
+        delete makeAcquisitionFile(path.c_str(), 0x21, nullptr);
+    }
+    catch (...)
+    {
+        failure = std::current_exception();
+    }
+    int const errorAfter = errno;
+    ::setrlimit(RLIMIT_NOFILE, &saved);
+    EXPECT_EQ("cTooManyOpenFilesException|makeAcquisitionFile|Too many open files, unable to open: " + path,
+              failureOf([&] { std::rethrow_exception(failure); }));
+    EXPECT_EQ(0, errorAfter) << "errno is read and cleared";
+}
+
+// A ".CSH" is read as CSH. Its declared defects enter the map unused (a blank name or an unknown time is
+// none); the list's defects replace them, and only those in use and added on the fly make a sample
+// defective, within the channel (8 Hz: sample k at 125 k ms, exact in single precision).
+TEST_F(cKynFileTest, DefectsOfTheRecordingAndOfTheListActOnlyWhenUsedAndAddedOnTheFly)
+{
+    std::string const path = tempPath("FRONT_LSB_01.CSH");
+    std::filesystem::copy_file(std::string(SIMCORE_TEST_DATA_DIR) + "SimCore/files/front_LSB_01.csh", path);
+    cKynFile* const file = myActiveFileList->addFile(path.c_str(), nullptr);
+    EXPECT_EQ("Frontal", file->getCrashType());
+    EXPECT_EQ(56, file->getVehicleSpeed());
+    EXPECT_EQ(12, file->getInstrumentationNumber());
+    EXPECT_TRUE(file->getMapOfFileChannelDefects().empty()) << "no preprocessing set, no channel";
+
+    file->FillMapOfFileChannelDefects({"ACU_X", "ACU_Y", "ACU_Z"});
+    EXPECT_EQ("ACU_X [0, 500]: wire loose|Declared in recording|125-500|unused|popup;\nACU_Y [0, 250]:\n"
+              "ACU_Z [0, 0]:\n",
+              defectsOf(*file));
+    CSensorDefect named[] = {{"wire loose", eDefectAddedOnTheFly, 0, 0, false},
+                             {"early", eDefectAddedOnTheFly, 0, 0, false},
+                             {"beyond", eDefectAddedOnTheFly, 0, 0, false}};
+    file->addUsedDefect(&named[0], "ACU_X");
+    EXPECT_TRUE(file->isAnyDefectUsed());
+    EXPECT_FALSE(file->isDefect("ACU_X", 2, 8.0f)) << "a declared defect never acts";
+
+    cConfigurationGroup group = settings(testData("SimCore/files/defects.fls"));
+    EXPECT_FALSE(file->loadMapOfFileChannelDefects(&group))
+        << "a defect without its end, one of no known type";
+    EXPECT_EQ("ACU_X [0, 500]: early|Added on the fly|0-125|used; beyond|Added on the fly|375-1000|unused; "
+              "declared|Declared in recording|250-500|used|popup;\nACU_Y [0, 250]:\nACU_Z [0, 0]:\n",
+              defectsOf(*file));
+    auto const samples = [&]
+    {
+        std::string marks;
+        for (unsigned int sample = 0; sample <= 5; ++sample)
+            marks += file->isDefect("ACU_X", sample, 8.0f) ? '1' : '0';
+        return marks;
+    };
+    EXPECT_EQ("110000", samples());
+    file->addUsedDefect(&named[2], "ACU_X");
+    file->removeUsedDefect(&named[1], "ACU_X");
+    file->changeStateSensorDefect(&named[2], "ACU_Y", false);
+    EXPECT_EQ("000110", samples()) << "625 ms is in the defect but after the channel";
+    EXPECT_EQ(file->getMapOfFileChannelDefects().at("ACU_X"), file->getCurrentChannelConfiguration());
+    EXPECT_FALSE(file->isDefect("ACU_Q", 0, 8.0f));
+    EXPECT_EQ(nullptr, file->getCurrentChannelConfiguration());
+
+    cConfigurationGroup written("Channel Defects List");
+    file->buildFile(&written);
+    EXPECT_EQ(testData("SimCore/files/defects-written.fls"), cConfigurationWriter::write(written, nullptr));
+
+    // A recording made in memory has no header, declares nothing and cannot be written.
+    cKynFile* const synthetic = addCrash("/data/synthetic.csh");
+    synthetic->FillMapOfFileChannelDefects({"ACU_X"});
+    EXPECT_EQ("ACU_X [0, 0]:\n", defectsOf(*synthetic));
+    EXPECT_FALSE(synthetic->isAnyDefectUsed());
+    EXPECT_EQ("", synthetic->getCrashType());
+    EXPECT_EQ(0, synthetic->getInstrumentationNumber());
+    EXPECT_EQ("cFileNotWritableException|cKynFile::save|The file is not writable.",
+              failureOf([&] { synthetic->save(); }));
 }
