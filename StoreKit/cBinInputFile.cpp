@@ -394,7 +394,7 @@ std::vector<std::uint64_t> cBinInputFile::writeRecording(cInputFile const& recor
     {
         putText(directory, out.channel->getName());
         putText(directory, out.channel->getUnit());
-        putU64(directory, std::bit_cast<std::uint64_t>(out.channel->getSamplingRate().get_d()));
+        putU64(directory, std::bit_cast<std::uint64_t>(out.channel->getSamplingRateInHz()));
         putU32(directory, static_cast<std::uint32_t>(out.samples->size()));
         putU64(directory, offset);
         offsets.push_back(offset);

@@ -1,6 +1,7 @@
 #include "StoreKit/cCshInputFile.h"
 
 #include "BaseKit/cKynException.h"
+#include "StoreKit/cBinInputFile.h"
 #include "tests/support/cKitFixture.h"
 
 #include <gtest/gtest.h>
@@ -142,6 +143,11 @@ TEST_F(cCshInputFileTest, WritesTheCanonicalTextAndRoundTripsExactly)
     ASSERT_NE(nullptr, back);
     EXPECT_EQ("\"odd\" name ", back->getName());
     EXPECT_EQ(mpf_class("3333.333"), back->getSamplingRate());
+    // Converted to BIN, the rate is the nearest double of the text, not a truncation of it.
+    cBinInputFile::writeFile(*read, tempPath("memory.bin"));
+    cBinInputFile bin(tempPath("memory.bin").c_str(), 0x21);
+    bin.read();
+    EXPECT_EQ(3333.333, bin.firstChannelInput(cursor = 0)->getSamplingRateInHz());
     std::vector<float> const readBack = back->getSamples();
     ASSERT_EQ(values.size(), readBack.size());
     for (size_t i = 0; i < values.size(); ++i)
