@@ -212,6 +212,10 @@ protected:
     unsigned char getRawHexWidth() const;
     // Hexadecimal width in bytes of a limit or the default: the range rule alone.
     unsigned char getLimitHexWidth() const;
+    // The text form of a limit or the default, for the getters that share it (the lockable
+    // parameters render their No Deployment and neutral values with it too): raw decimals or none,
+    // or hexadecimal in the width of the range rule alone.
+    void limitToString(mpf_class const& limit, std::string& out, bool isHex, bool noDecimals) const;
 
     // Guard of the closest-limit question: the parameter and value whose question is open.
     static std::string sLatestEditedParameterName;
@@ -255,6 +259,4 @@ private:
     unsigned char getMinimumDataSizeNeeded(mpf_class const& value) const;
     // Asks at most once per edit whether a stored value outside the limits goes to the closest one.
     bool shouldApplyLimitation();
-    // The text form of a limit or the default, for the three getters that share it.
-    void limitToString(mpf_class const& limit, std::string& out, bool isHex, bool noDecimals) const;
 };

@@ -1,6 +1,7 @@
 #include "BaseKit/Conversions.h"
 
 #include "BaseKit/cKynException.h"
+#include "BaseKit/mpfClass.h"
 
 #include "tests/support/cTestHelpers.h"
 
@@ -230,4 +231,18 @@ TEST(Conversions, UserRightsBothWays)
         EXPECT_EQ(failureWithSourceOf([&] { getUserRightsFromString(bad); }),
                   "BaseKit/Conversions|cGenericException|getUserRightsFromString|Unknown user rights: \"" +
                       bad + "\"");
+}
+
+// The relative comparison of the calibration's lock rules, beside the conversions it serves.
+TEST(mpfClass, IsDefinitelyAboveIsRelativeSignedAndNeverBetweenTwoSubnormals)
+{
+    using sCase = std::tuple<mpf_class, mpf_class, bool>;
+    mpf_class const epsilon(2.220446049250313e-16);
+    for (auto const& [a, b, above] :
+         {sCase{1, 0, true}, sCase{0, 1, false}, sCase{0, 0, false}, sCase{-1, -2, true}, sCase{0, -1, true},
+          sCase{mpf_class(1) + 2 * epsilon, 1, true}, sCase{mpf_class(1) + epsilon / 2, 1, false},
+          sCase{mpf_class(1) + epsilon, 1, false}, sCase{mpf_class(1e20) + 1e4, 1e20, false},
+          sCase{mpf_class(1e20) + 1e5, 1e20, true}, sCase{1e-310, 0, false}, sCase{1e-310, -1e-310, false},
+          sCase{2.2250738585072014e-308, 0, true}, sCase{1e-310, -2.2250738585072014e-308, true}})
+        EXPECT_EQ(isDefinitelyAbove(a, b), above) << a.get_d() << " " << b.get_d();
 }
