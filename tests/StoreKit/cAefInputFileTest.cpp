@@ -95,33 +95,26 @@ TEST_F(cAefInputFileTest, AMissingNameAndAnUnusableValueFailByCodeOrWithTheirTex
 
     auto const failure = [&](char const* name, unsigned char size, bool isUnsigned, int minimum, int maximum)
     { return failureOf([&] { file->getItemValue(name, size, isUnsigned, minimum, maximum, nullptr); }); };
-    std::string const invalid = "cGenericException|cAefInputFile::getItemValue|Invalid value ";
-    std::string const ofFile = " of file \"" + path + "\": ";
+    auto const invalid = [&](char const* value, char const* name, int line, char const* reason)
+    {
+        return "cGenericException|cAefInputFile::getItemValue|Invalid value \"" + std::string(value) +
+               "\" of EEPROM name \"" + name + "\" in group \"PARAM\" at line " + std::to_string(line) +
+               " of file \"" + path + "\": " + reason;
+    };
     EXPECT_EQ(failure("NONE", 1, true, 0, 255),
               "cMissingItem|cAefInputFile::getItemValue|Missing EEPROM name "
               "\"NONE\".\nIn group \"PARAM\" (line 5) of file \"" +
                   path + "\".");
     EXPECT_EQ(failure("WIDE", 1, true, 0, 255),
-              invalid +
-                  "\"0x0100\" of EEPROM name \"WIDE\" in group \"PARAM\" at "
-                  "line 8" +
-                  ofFile + "a hexadecimal number of at most 1 byte is expected.");
+              invalid("0x0100", "WIDE", 8, "a hexadecimal number of at most 1 byte is expected."));
     EXPECT_EQ(failure("WORD", 2, true, 0, 255),
-              invalid + "\"0xG1\" of EEPROM name \"WORD\" in group \"PARAM\" at line 9" + ofFile +
-                  "a hexadecimal number is expected.");
+              invalid("0xG1", "WORD", 9, "a hexadecimal number is expected."));
     EXPECT_EQ(failure("EMPTY", 2, true, 0, 255),
-              invalid + "\"\" of EEPROM name \"EMPTY\" in group \"PARAM\" at line 10" + ofFile +
-                  "a hexadecimal number is expected.");
+              invalid("", "EMPTY", 10, "a hexadecimal number is expected."));
     EXPECT_EQ(failure("SIGNED", 1, true, 0, 100),
-              invalid +
-                  "\"0xC8\" of EEPROM name \"SIGNED\" in group \"PARAM\" at "
-                  "line 11" +
-                  ofFile + "200 is outside the bounds 0 and 100.");
+              invalid("0xC8", "SIGNED", 11, "200 is outside the bounds 0 and 100."));
     EXPECT_EQ(failure("LOWER", 9, true, 0, 255),
-              invalid +
-                  "\"0xff\" of EEPROM name \"LOWER\" in group \"PARAM\" at "
-                  "line 6" +
-                  ofFile + "an EEPROM size of 1 to 8 bytes is expected, not 9.");
+              invalid("0xff", "LOWER", 6, "an EEPROM size of 1 to 8 bytes is expected, not 9."));
 }
 
 TEST_F(cAefInputFileTest, AWrittenFileMatchesItsGoldenTextAndRefusalsAddNothing)
