@@ -139,6 +139,7 @@ void cCfgInputFile::open()
     std::string const text = readText(getFileName(), "cCfgInputFile::open");
     cConfigurationGroup parsed;
     sConfigurationHeader const header = cConfigurationReader::read(text, getFileName(), parsed);
+    checkTree(parsed);
     m_topGroup = std::move(parsed);
     m_projectName = header.project;
     m_comment = header.comment;
@@ -188,6 +189,14 @@ void cCfgInputFile::save(bool keepBackup, std::string const& comment, std::strin
     m_projectName = projectName;
     m_comment = comment;
 }
+
+int cCfgInputFile::save(std::string const& comment, std::string const& projectName)
+{
+    save(false, comment, projectName);
+    return 1;
+}
+
+void cCfgInputFile::checkTree(cConfigurationGroup const&) const {}
 
 bool cCfgInputFile::loadTemplate(cConfigurationGroup* group, std::string const& path, std::string const& key,
                                  std::string const& marker, std::string const& name)

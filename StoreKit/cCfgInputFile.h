@@ -30,8 +30,9 @@ public:
     // Mode 1: reads the file and replaces the tree, the project name and the comment; a
     // "@File Type" in the file becomes the header name. Mode 2: does nothing. A file that cannot be
     // read throws cFstreamOpenException with the path (cTooManyOpenFilesException when the process
-    // or the system is out of file handles); a syntax error throws the reader's cGenericException
-    // and leaves the tree as it was. The first virtual operation of the class.
+    // or the system is out of file handles); a syntax error throws the reader's cGenericException,
+    // a tree that checkTree refuses its exception, and both leave the tree as it was. The first
+    // virtual operation of the class.
     virtual void open();
 
     // Writes the header ("@File Type" when the header name is set, "@Project" always, "@Comment"
@@ -42,6 +43,10 @@ public:
     // the temporary file and throws cFstreamOpenException with the path (with path + ".bak"
     // when the backup could not be made).
     void save(bool keepBackup, std::string const& comment, std::string const& projectName);
+    // The save of history steps and EEPROM files: the same safe write, never with a backup (a
+    // history step is rewritten on purpose, an EEPROM file is made anew). 1 once the file is
+    // written; every failure throws as above, so a caller that tests for 1 has a complete file.
+    int save(std::string const& comment, std::string const& projectName);
 
     cConfigurationGroup* getTopGroup() { return &m_topGroup; }
     cConfigurationGroup const* getTopGroup() const { return &m_topGroup; }
@@ -70,6 +75,10 @@ public:
 
 protected:
     cCfgInputFile(std::string const& path, int mode, std::string const& headerName, bool readOnly);
+
+    // Called by open() with the tree just read, before it replaces the current one: a file kind
+    // with rules beyond the syntax throws here, so that a refused file leaves the tree as it was.
+    virtual void checkTree(cConfigurationGroup const& tree) const;
 
 private:
     // The whole content of a file; failures are reported under the given function name.
