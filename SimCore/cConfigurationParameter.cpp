@@ -4,6 +4,7 @@
 #include "BaseKit/IHostWindow.h"
 #include "BaseKit/cKynException.h"
 #include "BaseKit/mpfClass.h"
+#include "SimCore/cCalibration.h"
 #include "StoreKit/cConfigurationGroup.h"
 
 namespace
@@ -26,12 +27,16 @@ std::string lineText(cConfigurationGroup const* group, char const* key)
 }
 
 // Whether the active calibration's own parameter list (its manager part, not its user parameters)
-// holds a parameter of this name; for such a parameter warnMainApp stops after 0x9E3. This is the
-// one place that needs the calibration. cCalibration is not part of the library yet, so no
-// calibration can be active and the answer is no; once it exists, the answer comes from the
-// parameters of myActiveCalibration, compared by name.
-bool activeCalibrationHoldsParameter([[maybe_unused]] std::string const& name)
+// holds a parameter of this name; for such a parameter warnMainApp stops after 0x9E3, since the
+// calibration tells the host of its changes itself.
+bool activeCalibrationHoldsParameter(std::string const& name)
 {
+    if (myActiveCalibration == nullptr)
+        return false;
+    for (cDriftParameter const* p :
+         static_cast<cDriftParameterMgr const*>(myActiveCalibration)->GetParameters())
+        if (p->is(name))
+            return true;
     return false;
 }
 } // namespace

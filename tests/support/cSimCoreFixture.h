@@ -8,6 +8,7 @@
 #pragma once
 
 #include "SimCore/cAlgorithm.h"
+#include "SimCore/cCalibration.h"
 #include "SimCore/cComputationManager.h"
 #include "SimCore/cKynFile.h"
 #include "SimCore/cKynFileList.h"
@@ -26,6 +27,7 @@ inline void resetActiveGlobals()
     myActiveFile = nullptr;
     myActiveFileList = nullptr;
     myActiveAlgorithm = nullptr;
+    myActiveCalibration = nullptr;
     myActiveMultiPreprocessingMgr = nullptr;
     myActiveComputationManager = nullptr;
     myActiveSymbolManager = nullptr;

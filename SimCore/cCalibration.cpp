@@ -1,0 +1,795 @@
+#include "SimCore/cCalibration.h"
+
+#include "BaseKit/Conversions.h"
+#include "BaseKit/IHostWindow.h"
+#include "BaseKit/UserMessages.h"
+#include "BaseKit/cKynException.h"
+#include "BaseKit/cTraceProvider.h"
+#include "BaseKit/mpfClass.h"
+#include "SimCore/cConfigurationParameter.h"
+#include "StoreKit/cAefInputFile.h"
+#include "StoreKit/cCfgInputFile.h"
+#include "StoreKit/cConfigurationGroup.h"
+
+#include <algorithm>
+#include <memory>
+#include <unordered_map>
+#include <utility>
+
+cCalibration* myActiveCalibration = nullptr;
+
+namespace
+{
+char const* const kSource = "SimCore/cCalibration";
+
+// Window messages to the host: the value file was replaced; the values were reloaded; the
+// calibration changed as a whole.
+constexpr uint32_t kCalibrationFileChangedMessage = 2194;
+constexpr uint32_t kCalibrationReloadedMessage = 2532;
+constexpr uint32_t kCalibrationChangedMessage = 2034;
+
+// The keys a .cal writes for each parameter: name, converted and raw value, lock state.
+constexpr int kValueFileMask = kFileKeyConvertedValue | kFileKeyRawValue | kFileKeyNoDeploymentLocked;
+static_assert(kValueFileMask == 0x8000300);
+
+// Report numbers are printed with this many decimals.
+constexpr int kReportDecimals = 20;
+
+char const* const kLoadWarningTitle = "Calibration file (.Cal) loading warning";
+// The stranger report has always carried a small c; hosts and users see both spellings.
+char const* const kStrangerWarningTitle = "Calibration file (.cal) loading warning";
+char const* const kAefLoadWarningTitle = "EEPROM calibration file (.aef) loading warning";
+char const* const kRule = "=========================================================================";
+
+char const* const kBrothersParagraph =
+    "Some other parameters in groups have been locked because their brothers were locked too,\n"
+    "or were at No Deployment value (when this value is out of min-max bounds).\n"
+    "They are listed below at the end :\n\n";
+
+// The name tables of one description pass: the loaders recurse through virtual calls that cannot
+// carry them, and two threads may read descriptions at once.
+thread_local std::unordered_map<std::string, cDriftParameter*>* tParameterNames = nullptr;
+thread_local std::unordered_map<std::string, cDriftParameter*>* tEepromNames = nullptr;
+
+// The process-wide filter of saveAefFile, made on first use.
+std::unordered_set<std::string>& algosToSave()
+{
+    static std::unordered_set<std::string> algorithms;
+    return algorithms;
+}
+
+// The project name written into saved files. No project object exists in the library yet, so it
+// is empty; the project will give its own name here.
+std::string activeProjectName()
+{
+    return std::string();
+}
+
+std::string reportNumber(mpf_class const& value)
+{
+    std::string text;
+    doubleToString(text, value, kReportDecimals);
+    return text;
+}
+
+std::string nameAndPath(cDriftParameter const* p)
+{
+    return p->getNameRef() + " (path: " + p->getPathRef() + ")";
+}
+
+mpf_class rawValueOf(cDriftParameter const* p)
+{
+    mpf_class value;
+    p->getRawValue(value);
+    return value;
+}
+
+// The line of a key in a group read from a file, and the file, on a failure about that key.
+void addOrigin(cKynException& failure, cConfigurationGroup const* group, std::string const& key)
+{
+    int line = 0;
+    group->findItemLineNumber(key, line, false);
+    failure.appendText("\n");
+    failure.addLineNumber(line != 0 ? line : group->getLineNumber());
+    if (!group->getSourceFile().empty())
+        failure.addFileName(group->getSourceFile());
+}
+
+void sendToHost(uint32_t message)
+{
+    SendMessageA(getMainWndH(), message, 0, 0);
+}
+
+std::string pathKey(cDriftParameter* p)
+{
+    return p->getPath();
+}
+
+std::string eepromKey(cDriftParameter* p)
+{
+    return p->getEepromName();
+}
+
+// "<missing>...<brothers section>": the body shared by the .cal and .aef missing reports.
+std::string missingReportBody(std::string const& missing, std::string const& brothers,
+                              unsigned int brotherCount)
+{
+    std::string text;
+    if (brotherCount != 0)
+        text += kBrothersParagraph;
+    text += missing;
+    if (brotherCount != 0)
+        text +=
+            std::string("\n\n\n") + kRule + "\nThe following existing parameters were locked :\n" + brothers;
+    return text;
+}
+
+[[noreturn]] void refuseUntilUndoAndMerge(char const* function, int line)
+{
+    throw cForbiddenAction(kSource, function, line,
+                           "This operation comes with the calibration undo, merge and batch work.");
+}
+} // namespace
+
+// ---- Construction ------------------------------------------------------------------------------
+
+cCalibration::cCalibration(std::string const& descriptionPath)
+    : cDriftParameterMgr("Parameter", "Parameters List"),
+      m_userCalibrationMgr("Parameter", "User Parameters List")
+{
+    try
+    {
+        setConfiguration(descriptionPath);
+    }
+    catch (...)
+    {
+        for (cDriftParameter* p : m_unlistedUserParameters)
+            cParameter::deleteInstance(p);
+        throw;
+    }
+}
+
+cCalibration::~cCalibration()
+{
+    // The batch configuration comes with the batch work; until then it is never set.
+    delete m_calibrationFile;
+    for (cDriftParameter* p : m_unlistedUserParameters)
+        cParameter::deleteInstance(p);
+}
+
+void cCalibration::setConfiguration(std::string const& path)
+{
+    cFileConfigured::setConfiguration(path);
+    cCfgInputFile* const file = getConfigurationFile();
+    if (file == nullptr)
+        return;
+    std::unordered_map<std::string, cDriftParameter*> parameterNames;
+    std::unordered_map<std::string, cDriftParameter*> eepromNames;
+    tParameterNames = &parameterNames;
+    tEepromNames = &eepromNames;
+    try
+    {
+        cConfigurationGroup* const root = file->getTopGroup();
+        root->findItem("", "Name", m_name, true);
+        loadCalibrationDescription(root->findConfigurationGroup("Parameters List", true));
+        loadUserCalibrationDescription(root->findConfigurationGroup("User Parameters List", false));
+    }
+    catch (cKynException& failure)
+    {
+        tParameterNames = nullptr;
+        tEepromNames = nullptr;
+        failure.addFileName(path);
+        throw;
+    }
+    catch (...)
+    {
+        tParameterNames = nullptr;
+        tEepromNames = nullptr;
+        throw;
+    }
+    tParameterNames = nullptr;
+    tEepromNames = nullptr;
+}
+
+void cCalibration::loadCalibrationDescription(cConfigurationGroup* group)
+{
+    char const* const function = "cCalibration::loadCalibrationDescription";
+    if (group == nullptr)
+        return;
+    for (cConfigurationGroup* subGroup : group->GetConfigurationGroups())
+    {
+        if (subGroup->getName() != "Parameter")
+        {
+            loadCalibrationDescription(subGroup);
+            continue;
+        }
+        std::string eepromName, noDeploymentValue;
+        bool const hasEepromName = subGroup->findItem("", "Eeprom Name", eepromName, false) != 0;
+        bool const hasNoDeploymentValue =
+            subGroup->findItem("", "No Deployment Value", noDeploymentValue, false) != 0;
+        cLockableParameter* lockable = nullptr;
+        cConfigurationParameter* p = nullptr;
+        if (hasEepromName)
+            p = lockable = new cUnitEepromParameter(subGroup, m_name);
+        else if (hasNoDeploymentValue)
+            p = lockable = new cLockableUnitConfigurationParameter(subGroup, m_name);
+        else
+            p = new cNotLockableUnitConfigurationParameter(subGroup, m_name);
+        try
+        {
+            if (lockable != nullptr)
+                lockable->lockOnNoDeploymentValue(true, /*update=*/true);
+            if (!tParameterNames->emplace(p->getNameRef(), p).second)
+            {
+                cGenericException failure(kSource, function, __LINE__,
+                                          "Duplicate parameter name in calibration .cfg: " + p->getNameRef());
+                addOrigin(failure, subGroup, "Name");
+                throw failure;
+            }
+            // An empty name is no cell: parameters without one never collide.
+            if (!eepromName.empty() && tEepromNames->count(eepromName) != 0)
+            {
+                cGenericException failure(kSource, function, __LINE__,
+                                          "Duplicate EEPROM parameter name in calibration .cfg: " +
+                                              eepromName);
+                addOrigin(failure, subGroup, "Eeprom Name");
+                throw failure;
+            }
+            addParameter(p);
+        }
+        catch (...)
+        {
+            cParameter::deleteInstance(p);
+            throw;
+        }
+        if (auto* cell = dynamic_cast<cUnitEepromParameter*>(p);
+            cell != nullptr && !cell->getEepromName().empty())
+            tEepromNames->emplace(cell->getEepromName(), p);
+        if (p->isVisibleInList() && p->getNecessaryUserRights() < m_calibrationMinimumUserRights)
+            m_calibrationMinimumUserRights = p->getNecessaryUserRights();
+        KYN_TRACE_GLOBAL(4, "Parameter " + p->getNameRef() + " added to calibration with value of " +
+                                reportNumber(rawValueOf(p)));
+    }
+}
+
+void cCalibration::loadUserCalibrationDescription(cConfigurationGroup* group)
+{
+    if (group == nullptr)
+        return;
+    // Once a duplicate is met, no later parameter of the group is added: older descriptions rely
+    // on it to override the values of a list without extending it.
+    bool found = false;
+    for (cConfigurationGroup* subGroup : group->GetConfigurationGroups())
+    {
+        if (subGroup->getName() != "Parameter")
+        {
+            loadUserCalibrationDescription(subGroup);
+            continue;
+        }
+        cUserEepromParameter* const fresh = new cUserEepromParameter(subGroup, m_name);
+        try
+        {
+            for (cDriftParameter* held : m_userCalibrationMgr.GetParameters())
+            {
+                if (held->getNameRef() != fresh->getNameRef())
+                    continue;
+                found = true;
+                std::string text;
+                if (subGroup->findItem("", "Raw Value", text, false) != 0)
+                    held->setRawValue(text, /*isHex=*/false, /*update=*/true, /*applyLimits=*/true);
+                if (subGroup->findItem("", "Converted Value", text, false) != 0)
+                    held->setConvertedValue(text, /*update=*/true, /*applyLimits=*/true);
+            }
+            if (!found)
+                m_userCalibrationMgr.addParameter(fresh);
+            else
+                m_unlistedUserParameters.push_back(fresh);
+        }
+        catch (...)
+        {
+            cParameter::deleteInstance(fresh);
+            throw;
+        }
+        if (fresh->isVisibleInList() && fresh->getNecessaryUserRights() < m_userCalibrationMinimumUserRights)
+            m_userCalibrationMinimumUserRights = fresh->getNecessaryUserRights();
+    }
+}
+
+// ---- Loading a .cal ----------------------------------------------------------------------------
+
+void cCalibration::open(std::string const& path, bool showWarnings)
+{
+    cCfgInputFile* file = nullptr;
+    try
+    {
+        file = cCfgInputFile::createFile(path.c_str(), cCfgInputFile::readMode, nullptr, false);
+    }
+    catch (cFstreamOpenException const&)
+    {
+        throw cGenericException(kSource, "cCalibration::open", __LINE__,
+                                "Failed to open calibration file: " + path);
+    }
+    try
+    {
+        file->open();
+        setFile(file, showWarnings);
+    }
+    catch (cFstreamOpenException const&)
+    {
+        delete file;
+        throw cGenericException(kSource, "cCalibration::open", __LINE__,
+                                "Failed to open calibration file: " + path);
+    }
+    catch (...)
+    {
+        delete file;
+        throw;
+    }
+}
+
+void cCalibration::setFile(cCfgInputFile* const file, bool showWarnings)
+{
+    if (file == nullptr)
+        throw cNULLPointer(kSource, "cCalibration::setFile", __LINE__,
+                           "KYN Error (NULL Pointer). Out of memory ?\n");
+    loadCalibrationValues(file->getTopGroup()->findConfigurationGroup("Parameters List", true), showWarnings,
+                          false);
+    setCalibrationFile(file);
+    m_aefFileLoad.clear();
+}
+
+void cCalibration::setCalibrationFile(cCfgInputFile* file)
+{
+    if (file != m_calibrationFile)
+        delete m_calibrationFile;
+    m_calibrationFile = file;
+    sendToHost(kCalibrationFileChangedMessage);
+}
+
+void cCalibration::loadCalibrationValues(cConfigurationGroup* group, bool showWarnings, bool partial)
+{
+    char const* const function = "cCalibration::loadCalibrationValues";
+    if (group == nullptr)
+        throw cNULLPointer(kSource, function, __LINE__, "KYN Error (NULL Pointer). Out of memory ?\n");
+    unsigned int i = 0;
+    if (!partial)
+        for (cDriftParameter* p = firstParameter(i); p != nullptr; p = nextParameter(i))
+            if (auto* c = dynamic_cast<cConfigurationParameter*>(p))
+                c->lockOnNoDeploymentValue(false, /*update=*/true);
+
+    std::unordered_map<std::string, cConfigurationGroup*> fileParameters;
+    fileParameters.reserve(group->GetChildCount());
+    for (cConfigurationGroup* subGroup : group->GetConfigurationGroups())
+    {
+        std::string name;
+        subGroup->findItem("", "Name", name, true);
+        if (!fileParameters.emplace(name, subGroup).second)
+        {
+            cGenericException failure(kSource, function, __LINE__,
+                                      "Duplicate parameter name in .cal: " + name);
+            addOrigin(failure, subGroup, "Name");
+            throw failure;
+        }
+    }
+
+    std::string missing, conflicts, outOfBounds;
+    unsigned int missingCount = 0, conflictCount = 0;
+    std::vector<std::string> missingPaths;
+    for (cDriftParameter* p = firstParameter(i); p != nullptr; p = nextParameter(i))
+    {
+        auto* const configuration = dynamic_cast<cConfigurationParameter*>(p);
+        auto* const lockable = dynamic_cast<cLockableParameter*>(p);
+        bool locked = false, hasLockKey = false, hasValue = true;
+        auto const entry = fileParameters.find(p->getNameRef());
+        if (entry != fileParameters.end())
+        {
+            cConfigurationGroup* const g = entry->second;
+            if (partial && configuration != nullptr)
+                configuration->lockOnNoDeploymentValue(false, /*update=*/true);
+            hasLockKey = g->findItem("", "No Deployment Locked", locked, false) != 0 ||
+                         g->findItem("", "High Calibration Locked", locked, false) != 0;
+            mpf_class value;
+            if (g->findItem("", "Raw Value", value, false) != 0 ||
+                g->findItem("", "LSB Value", value, false) != 0)
+                p->setRawValue(value, /*update=*/true, /*applyLimits=*/false);
+            else if (g->findItem("", "Converted Value", value, false) != 0 ||
+                     g->findItem("", "Value", value, false) != 0)
+                p->setConvertedValue(value, /*update=*/true, /*applyLimits=*/false);
+            else
+                hasValue = false;
+            mpf_class const raw = rawValueOf(p);
+            bool const outside = raw < p->getMinimumValue() || raw > p->getMaximumValue();
+            std::string const boundsLine = nameAndPath(p) + " set to " + reportNumber(raw) +
+                                           " LSB, even if outside of the defined bounds " +
+                                           reportNumber(p->getMinimumValue()) + " and " +
+                                           reportNumber(p->getMaximumValue()) + " in LSB.\n";
+            if (hasLockKey)
+            {
+                if (configuration != nullptr)
+                    configuration->lockOnNoDeploymentValue(locked, /*update=*/true);
+                if (lockable != nullptr && raw != lockable->getNoDeploymentValue())
+                {
+                    if (locked)
+                    {
+                        conflicts += nameAndPath(p) + " not set to " + reportNumber(raw) +
+                                     " LSB, as it is locked to " +
+                                     reportNumber(lockable->getNoDeploymentValue()) + " LSB.\n";
+                        ++conflictCount;
+                    }
+                    else if (outside)
+                        outOfBounds += boundsLine;
+                }
+            }
+            else if (hasValue && outside)
+                outOfBounds += boundsLine;
+            // The bounds text is gathered but never shown: engineers load files with values outside
+            // the bounds on purpose, and the report would only repeat their choice.
+        }
+        if (!partial && (entry == fileParameters.end() || !hasValue))
+        {
+            if (missingCount != 0)
+                missing += "\n";
+            missing += nameAndPath(p);
+            ++missingCount;
+            if (std::find(missingPaths.begin(), missingPaths.end(), p->getPathRef()) == missingPaths.end())
+                missingPaths.push_back(p->getPathRef());
+            if (lockable != nullptr)
+                lockable->lockOnNoDeploymentValue(true, /*update=*/true);
+            else
+                p->setRawValue(p->getDefaultValue(), /*update=*/true, /*applyLimits=*/true);
+        }
+    }
+
+    if (missingCount != 0)
+    {
+        unsigned int brotherCount = 0;
+        std::string const brothers = lockBrothers(missingPaths, &pathKey, brotherCount);
+        if (showWarnings)
+            displayScrollMessage(
+                kLoadWarningTitle,
+                std::string("The following parameters (or their values) are missing in the loaded "
+                            "file") +
+                    "\nThey have been locked at No Deployment value or set to default value:\n\n" +
+                    missingReportBody(missing, brothers, brotherCount),
+                0);
+    }
+    if (showWarnings && conflictCount != 0)
+        displayScrollMessage(
+            kLoadWarningTitle,
+            "One or more locked parameters in the file you are loading\nhave not the same value as "
+            "the No Deployment Value defined in the project.\nThe project No Deployment Values will "
+            "be set for these parameters : \n\n" +
+                conflicts,
+            0);
+
+    std::string strangers;
+    unsigned int strangerCount = 0;
+    for (cConfigurationGroup* subGroup : group->GetConfigurationGroups())
+    {
+        std::string name;
+        if (subGroup->findItem("", "Name", name, false) == 0)
+            continue;
+        bool known = false;
+        for (cDriftParameter* p : GetParameters())
+            known = known || p->is(name);
+        if (!known)
+        {
+            strangers += name + "\n";
+            ++strangerCount;
+        }
+    }
+    if (showWarnings && strangerCount != 0)
+        displayScrollMessage(
+            kStrangerWarningTitle,
+            "The following parameters found in the .cal file do not exist in the project. They "
+            "were ignored :\n\n" +
+                strangers,
+            0);
+    sendToHost(kCalibrationReloadedMessage);
+    sendToHost(kCalibrationChangedMessage);
+}
+
+std::string cCalibration::lockBrothers(std::vector<std::string> const& keys,
+                                       std::string (*keyOf)(cDriftParameter*), unsigned int& count)
+{
+    std::string lines;
+    for (std::string const& key : keys)
+    {
+        bool vetoed = false;
+        for (cDriftParameter* p : GetParameters())
+        {
+            auto* const lockable = dynamic_cast<cLockableParameter*>(p);
+            if (lockable == nullptr || keyOf(p) != key)
+                continue;
+            mpf_class const noDeployment = lockable->getNoDeploymentValue();
+            // A No Deployment value above both bounds marks a parameter the engineer keeps out of
+            // the way on purpose: its brothers are left as the file set them.
+            if (!lockable->isLockedOnNoDeploymentValue() ||
+                (rawValueOf(p) == noDeployment && isDefinitelyAbove(noDeployment, p->getMinimumValue()) &&
+                 isDefinitelyAbove(noDeployment, p->getMaximumValue())))
+            {
+                vetoed = true;
+                break;
+            }
+        }
+        if (vetoed)
+            continue;
+        // Every parameter of the group that is not locked, lockable or not, as older releases did:
+        // the list tells the engineer which members the rule went over.
+        for (cDriftParameter* p : GetParameters())
+        {
+            auto* const configuration = dynamic_cast<cConfigurationParameter*>(p);
+            if (configuration == nullptr || keyOf(p) != key || configuration->isLockedOnNoDeploymentValue())
+                continue;
+            configuration->lockOnNoDeploymentValue(true, /*update=*/true);
+            ++count;
+            lines += nameAndPath(p) + "\n";
+        }
+    }
+    return lines;
+}
+
+// ---- Loading an .aef ---------------------------------------------------------------------------
+
+void cCalibration::openAefFile(std::string const& path)
+{
+    char const* const function = "cCalibration::openAefFile";
+    std::unique_ptr<cAefInputFile> file(cAefInputFile::createFile(path.c_str(), cCfgInputFile::readMode));
+    file->open();
+    cConfigurationGroup* const cells =
+        file->getTopGroup()->findConfigurationGroup(cAefInputFile::paramGroupName, true);
+    {
+        std::unordered_map<std::string, int> seen;
+        seen.reserve(cells->nbOfInformation());
+        for (sInformationItem const& item : cells->getInformationRange())
+        {
+            if (!seen.emplace(item.key, item.lineNumber).second)
+            {
+                cGenericException failure(kSource, function, __LINE__,
+                                          "Duplicate EEPROM name in .aef: " + item.key);
+                failure.appendText("\n");
+                failure.addLineNumber(item.lineNumber);
+                failure.addFileName(path);
+                throw failure;
+            }
+        }
+    }
+
+    std::vector<std::string> failedNames;
+    std::string missing;
+    unsigned int missingCount = 0;
+    unsigned int i = 0;
+    for (cDriftParameter* p = firstParameter(i); p != nullptr; p = nextParameter(i))
+    {
+        std::string const eepromName = p->getEepromName();
+        auto* const cell = dynamic_cast<cUnitEepromParameter*>(p);
+        if (eepromName.empty() || cell == nullptr)
+            continue;
+        try
+        {
+            unsigned char const size = static_cast<unsigned char>(cell->getEepromSize());
+            bool const isUnsigned = p->getMinimumValue() >= 0;
+            cell->lockOnNoDeploymentValue(false, /*update=*/true);
+            mpf_class const value = file->getItemValue(eepromName, size, isUnsigned, p->getMinimumValue(),
+                                                       p->getMaximumValue(), nullptr);
+            p->setRawValue(value, /*update=*/true, /*applyLimits=*/false);
+        }
+        catch (cKynException const&)
+        {
+            failedNames.push_back(eepromName);
+            if (missingCount != 0)
+                missing += "\n";
+            missing += eepromName + " : parameter \"" + p->getNameRef() + "\" won't be updated.";
+            ++missingCount;
+        }
+    }
+    if (missingCount != 0)
+    {
+        unsigned int brotherCount = 0;
+        std::string const brothers = lockBrothers(failedNames, &eepromKey, brotherCount);
+        displayScrollMessage(kAefLoadWarningTitle,
+                             "The following parameters (or their values) are missing in the file (" + path +
+                                 ").\n\n" + missingReportBody(missing, brothers, brotherCount),
+                             0);
+    }
+
+    std::string strangers;
+    unsigned int strangerCount = 0;
+    for (sInformationItem const& item : cells->getInformationRange())
+    {
+        bool known = false;
+        for (cDriftParameter* p : GetParameters())
+            known = known || p->getEepromName() == item.key;
+        if (!known)
+        {
+            strangers += item.key + "\n";
+            ++strangerCount;
+        }
+    }
+    if (strangerCount != 0)
+        displayScrollMessage(
+            kAefLoadWarningTitle,
+            "The following EEPROM parameter names found in the .aef file do not exist in the "
+            "project. They were ignored :\n\n" +
+                strangers,
+            0);
+    setCalibrationFile(file.release());
+    setIsAefFileLoad(path);
+    sendToHost(kCalibrationReloadedMessage);
+    sendToHost(kCalibrationChangedMessage);
+}
+
+// ---- Saving ------------------------------------------------------------------------------------
+
+void cCalibration::save(std::string comment, std::string const& path, bool keepCurrentFile,
+                        bool keepCurrentFile2)
+{
+    saveSettings(std::move(comment), path, false, keepCurrentFile, keepCurrentFile2);
+}
+
+void cCalibration::saveSettings(std::string comment, std::string const& path, bool saveOption,
+                                bool keepCurrentFile, bool keepCurrentFile2)
+{
+    char const* const function = "cCalibration::saveSettings";
+    std::string target = path;
+    if (target.empty())
+    {
+        if (m_calibrationFile == nullptr)
+            throw cNULLPointer(kSource, function, __LINE__, "KYN Error (NULL Pointer). Out of memory ?\n");
+        if (!m_calibrationFile->isWritable())
+            refuseLockedFile(*m_calibrationFile, kSource, function, __LINE__);
+        std::string const& name = m_calibrationFile->getFileName();
+        if ("." + GetExtension(name.c_str()) == ".cal")
+        {
+            buildFile(m_calibrationFile, name, "", "");
+            m_calibrationFile->save(saveOption, comment, activeProjectName());
+            return;
+        }
+        // The values came from an .aef: they go to the .cal beside it.
+        target = m_calibrationFile->getDirectory() + m_calibrationFile->extractName() + ".cal";
+    }
+    std::unique_ptr<cCfgInputFile> file(
+        cCfgInputFile::createFile(target.c_str(), cCfgInputFile::writeMode, "Calibration", false));
+    buildFile(file.get(), target, "", "");
+    file->save(saveOption, comment, activeProjectName());
+    if (!keepCurrentFile && !keepCurrentFile2)
+    {
+        setFile(file.get(), /*showWarnings=*/true);
+        file.release();
+    }
+}
+
+void cCalibration::buildFile(cCfgInputFile* file, std::string const& name, std::string const& tab,
+                             std::string const& item)
+{
+    cConfigurationGroup* const root = file->getTopGroup();
+    root->clear();
+    root->addInformation("Name", name);
+    root->addInformation("Algo Tab Selected", tab);
+    root->addInformation("Item Selected", item);
+    cGlobalMgr<cDriftParameter>::buildFile(root, kValueFileMask);
+    m_userCalibrationMgr.buildFile(root, kValueFileMask);
+}
+
+bool cCalibration::saveAefFile(std::string comment, std::string const& path)
+{
+    std::string target = path;
+    if (target.empty())
+    {
+        if (m_calibrationFile == nullptr)
+            throw cNULLPointer(kSource, "cCalibration::saveAefFile", __LINE__, "cCalibration::saveAefFile()");
+        target = m_calibrationFile->getDirectory() + m_calibrationFile->extractName() + ".aef";
+    }
+    std::unique_ptr<cAefInputFile> file(cAefInputFile::createFile(target.c_str(), cCfgInputFile::writeMode));
+    file->addCalibrationName(m_calibrationFile != nullptr ? m_calibrationFile->getFileName() : m_name);
+    std::string warning = std::string("The following parameters are FLOAT") + "\n" + kRule + "\n";
+    file->clearFloatParameters();
+    std::unordered_set<std::string> const& algorithms = algosToSave();
+    unsigned int i = 0;
+    for (cDriftParameter* p = firstParameter(i); p != nullptr; p = nextParameter(i))
+    {
+        std::string const eepromName = p->getEepromName();
+        auto* const cell = dynamic_cast<cUnitEepromParameter*>(p);
+        if (eepromName.empty() || cell == nullptr)
+            continue;
+        if (!algorithms.empty() && algorithms.count(p->getAlgoFromPath()) == 0)
+            continue;
+        if (p->getIsFloat())
+        {
+            file->addFloatParameter(eepromName);
+            warning += eepromName + "\n";
+        }
+        // Half away from zero; 0 goes to -0.5 and truncates back to 0.
+        mpf_class rounded = rawValueOf(p);
+        rounded = rounded > 0 ? mpf_class(rounded + 0.5) : mpf_class(rounded - 0.5);
+        rounded = trunc(rounded);
+        file->addItem(eepromName, rounded, static_cast<unsigned char>(cell->getEepromSize()));
+    }
+    warning += kRule;
+    if (!file->getFloatParameters().empty())
+        displayScrollMessage("Calibration file (.aef) saving warning", warning, 0);
+    int const result = file->save(comment, activeProjectName());
+    std::string const name = file->getFileName();
+    setCalibrationFile(file.release());
+    setIsAefFileLoad(name);
+    sendToHost(kCalibrationChangedMessage);
+    return result == 1;
+}
+
+void cCalibration::setAlgosToSave(std::unordered_set<std::string> algorithms)
+{
+    algosToSave().swap(algorithms);
+}
+
+void cCalibration::unlockNoDeployment()
+{
+    unsigned int i = 0;
+    for (cDriftParameter* p = firstParameter(i); p != nullptr; p = nextParameter(i))
+        if (auto* c = dynamic_cast<cConfigurationParameter*>(p))
+            c->lockOnNoDeploymentValue(false, /*update=*/true);
+}
+
+// ---- Operations of other work ------------------------------------------------------------------
+
+void cCalibration::saveTmpFile(std::string, std::string const&, std::string, unsigned char&, unsigned char&,
+                               std::string, std::string)
+{
+    refuseUntilUndoAndMerge("cCalibration::saveTmpFile", __LINE__);
+}
+
+void cCalibration::openTmpFile(std::string const&, std::string&, std::string&, unsigned char, unsigned char)
+{
+    refuseUntilUndoAndMerge("cCalibration::openTmpFile", __LINE__);
+}
+
+bool cCalibration::openFileForMerge(std::string)
+{
+    refuseUntilUndoAndMerge("cCalibration::openFileForMerge", __LINE__);
+}
+
+bool cCalibration::injectMergeResultInCurrentProject(bool)
+{
+    refuseUntilUndoAndMerge("cCalibration::injectMergeResultInCurrentProject", __LINE__);
+}
+
+std::string cCalibration::checkFormat(std::string, sMergedItem*)
+{
+    refuseUntilUndoAndMerge("cCalibration::checkFormat", __LINE__);
+}
+
+void cCalibration::generateInformation(std::vector<std::string>&) {}
+
+void cCalibration::generateConfigurationInformation(cStorage<InformationItem*>&) {}
+
+void cCalibration::generateDisplayInformation(cStorage<InformationItem*>&) {}
+
+// ---- File dialogs ------------------------------------------------------------------------------
+
+std::string cCalibration::getDefaultExtension(unsigned char kind)
+{
+    switch (kind)
+    {
+    case 2:
+        return "aef";
+    case 3:
+        return "caltemp";
+    default:
+        return "cal";
+    }
+}
+
+std::string cCalibration::getFileFilter(unsigned char kind)
+{
+    switch (kind)
+    {
+    case 1:
+        return "Calibration Files (*.cal)|*.cal|All Files (*.*)|*.*||";
+    case 2:
+        return "EEPROM Files (*.aef)|*.aef|All Files (*.*)|*.*||";
+    case 3:
+        return "Temporary Calibration Files (*.caltemp)|*.caltemp|All Files (*.*)|*.*||";
+    default:
+        return "Calibration Files (*.cal;*.aef)|*.cal; *.aef|Calibration Files (*.cal)|*.cal|EEPROM Files "
+               "(*.aef)|*.aef|All Files (*.*)|*.*||";
+    }
+}

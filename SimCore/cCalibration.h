@@ -1,0 +1,141 @@
+// The calibration of the ECU algorithm: the parameters the algorithm is tuned with. A description
+// file (read once, at construction) says which parameters exist, with their bounds, No Deployment
+// values and EEPROM names; a value file (.cal, or an .aef EEPROM image) gives them values and can be
+// replaced at any time under the lock rules, every decision of which is reported to the engineer.
+// The class is abstract: the host derives its concrete calibration.
+#pragma once
+
+#include "BaseKit/cStorage.h"
+#include "SimCore/cDriftParameter.h"
+#include "SimCore/cFileConfigured.h"
+
+#include <cstdint>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+class cBatchCalibrationConfig;
+class cCfgInputFile;
+class cConfigurationGroup;
+struct sMergedItem;
+
+// One line of a host's information panel: a label and its value.
+struct InformationItem
+{
+    std::string label;
+    std::string value;
+};
+
+class cCalibration : public cDriftParameterMgr, public cFileConfigured
+{
+public:
+    // Reads the description file (an empty path gives an empty calibration); afterwards every
+    // lockable parameter is locked on its No Deployment value. A malformed description throws its
+    // family exception with "\nFile: " and the path appended.
+    explicit cCalibration(std::string const& descriptionPath);
+    cCalibration(cCalibration const&) = delete;
+    cCalibration& operator=(cCalibration const&) = delete;
+    ~cCalibration() override;
+
+    using cDriftParameterMgr::buildFile;
+
+    // Virtual operations added to those of cDriftParameterMgr, in the order of their slots.
+    // Writes the values to path (a new .cal), or, with path empty, to the file in use: over it when it
+    // is a .cal, to its sibling .cal when the values came from an .aef. A locked file is refused with
+    // a warning and cFileNotWritableException, nothing written. Unless a keep flag is set, a newly
+    // written file becomes the file in use and is loaded back.
+    virtual void saveSettings(std::string comment, std::string const& path, bool saveOption,
+                              bool keepCurrentFile, bool keepCurrentFile2);
+    // saveSettings without a backup of the file overwritten.
+    virtual void save(std::string comment, std::string const& path, bool keepCurrentFile,
+                      bool keepCurrentFile2);
+    // Loads a .cal file under the lock rules; a file that cannot be opened throws cGenericException
+    // "Failed to open calibration file: <path>", and a failed load keeps the file in use.
+    virtual void open(std::string const& path, bool showWarnings);
+    // Writes the EEPROM parameters as an .aef (path empty: the file in use with extension ".aef");
+    // the written file becomes the file in use. True when the file was written.
+    virtual bool saveAefFile(std::string comment, std::string const& path);
+    // Loads an .aef file: every parameter with an EEPROM name reads its cell; a cell that cannot be
+    // read is reported and leaves its parameter unlocked with its old value.
+    virtual void openAefFile(std::string const& path);
+    // The working copy and history of an edit session; they come with the undo and merge work and
+    // refuse with cForbiddenAction until then.
+    virtual void saveTmpFile(std::string comment, std::string const& directory, std::string fileComment,
+                             unsigned char& currentStep, unsigned char& redoCount, std::string algoTab,
+                             std::string item);
+    virtual void openTmpFile(std::string const& path, std::string& algoTab, std::string& item,
+                             unsigned char undoStep, unsigned char redoStep);
+    // The host's information panels; nothing here.
+    virtual void generateInformation(std::vector<std::string>& lines);
+    virtual void generateConfigurationInformation(cStorage<InformationItem*>& items);
+    virtual void generateDisplayInformation(cStorage<InformationItem*>& items);
+    // The algorithm generation the description belongs to, which the host answers with; the library
+    // never calls it.
+    virtual std::string getAlgorithmGeneration() const = 0;
+    // Loads the values of an open .cal file ("Parameters List" is mandatory) and adopts the file; a
+    // failure before the swap leaves the file in use in place (the caller still owns file then).
+    virtual void setFile(cCfgInputFile* const file, bool showWarnings);
+    // Applies the parameter groups of a value file under the lock rules and reports. partial: only
+    // the parameters present in group are touched, and nothing is reported missing.
+    virtual void loadCalibrationValues(cConfigurationGroup* group, bool showWarnings, bool partial);
+    // Creates the parameters of a "Parameters List" (folders read recursively); null reads nothing.
+    virtual void loadCalibrationDescription(cConfigurationGroup* group);
+    // Creates the user parameters of a "User Parameters List"; null reads nothing.
+    virtual void loadUserCalibrationDescription(cConfigurationGroup* group);
+
+    // Merge operations of the configured-object side: they come with the merge work.
+    bool openFileForMerge(std::string fileName) override;
+    bool injectMergeResultInCurrentProject(bool keepOld) override;
+    std::string checkFormat(std::string fileName, sMergedItem* item) override;
+
+    // Clears the file's tree and writes "Name" (name), "Algo Tab Selected" (tab), "Item Selected"
+    // (item), then the parameters and the user parameters with name, values and lock state.
+    void buildFile(cCfgInputFile* file, std::string const& name, std::string const& tab,
+                   std::string const& item);
+    // Replaces the file in use (the old one is deleted) and tells the host (2194).
+    void setCalibrationFile(cCfgInputFile* file);
+    // Every parameter lets go of its No Deployment value.
+    void unlockNoDeployment();
+    // The algorithms whose parameters saveAefFile writes (by the part of their path before "/"),
+    // for every calibration of the process; an empty set writes all.
+    static void setAlgosToSave(std::unordered_set<std::string> algorithms);
+
+    std::string const& getIsAefFileLoad() const { return m_aefFileLoad; }
+    void setIsAefFileLoad(std::string const& path) { m_aefFileLoad = path; }
+    cCfgInputFile* getCalibrationFile() const { return m_calibrationFile; }
+    std::string const& getName() const { return m_name; }
+    int32_t getCalibrationMinimumUserRights() const { return m_calibrationMinimumUserRights; }
+    cDriftParameterMgr& getUserCalibrationMgr() { return m_userCalibrationMgr; }
+    int32_t getUserCalibrationMinimumUserRights() const { return m_userCalibrationMinimumUserRights; }
+    bool getExistBatchConfigParams() const { return m_existBatchConfigParams; }
+
+    // The file dialogs: 1 .cal, 2 .aef, 3 .caltemp, anything else .cal and .aef together.
+    static std::string getFileFilter(unsigned char kind);
+    static std::string getDefaultExtension(unsigned char kind);
+
+protected:
+    // Reads the description: "Name", "Parameters List" (mandatory), "User Parameters List".
+    void setConfiguration(std::string const& path) override;
+
+private:
+    // The rule of brothers: for each key (a path, or an EEPROM name; keyOf gives a parameter's),
+    // locks the parameters of that key unless one of its lockable members vetoes it. Returns the
+    // lines of the parameters locked, and adds their number to count.
+    std::string lockBrothers(std::vector<std::string> const& paths, std::string (*key)(cDriftParameter*),
+                             unsigned int& count);
+
+    std::string m_aefFileLoad;
+    cCfgInputFile* m_calibrationFile = nullptr;
+    std::string m_name;
+    int32_t m_calibrationMinimumUserRights = 6;
+    cDriftParameterMgr m_userCalibrationMgr;
+    int32_t m_userCalibrationMinimumUserRights = 6;
+    cBatchCalibrationConfig* m_batchConfiguration = nullptr;
+    bool m_existBatchConfigParams = false;
+    // User parameters read after a duplicate name: never added to the list, held here so that they
+    // are released with the calibration.
+    std::vector<cDriftParameter*> m_unlistedUserParameters;
+};
+
+// The calibration of the project, or null; the project sets it.
+extern cCalibration* myActiveCalibration;
