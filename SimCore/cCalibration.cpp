@@ -84,14 +84,16 @@ mpf_class rawValueOf(cDriftParameter const* p)
     return value;
 }
 
-// The line of a key in a group read from a file, and the file, on a failure about that key.
-void addOrigin(cKynException& failure, cConfigurationGroup const* group, std::string const& key)
+// The line where a key stood in a group read from a file, appended to a failure about that key;
+// withFile adds the file too (the description pass adds its path once for every failure).
+void addOrigin(cKynException& failure, cConfigurationGroup const* group, std::string const& key,
+               bool withFile)
 {
     int line = 0;
     group->findItemLineNumber(key, line, false);
     failure.appendText("\n");
     failure.addLineNumber(line != 0 ? line : group->getLineNumber());
-    if (!group->getSourceFile().empty())
+    if (withFile && !group->getSourceFile().empty())
         failure.addFileName(group->getSourceFile());
 }
 
@@ -223,7 +225,7 @@ void cCalibration::loadCalibrationDescription(cConfigurationGroup* group)
             {
                 cGenericException failure(kSource, function, __LINE__,
                                           "Duplicate parameter name in calibration .cfg: " + p->getNameRef());
-                addOrigin(failure, subGroup, "Name");
+                addOrigin(failure, subGroup, "Name", false);
                 throw failure;
             }
             // An empty name is no cell: parameters without one never collide.
@@ -232,7 +234,7 @@ void cCalibration::loadCalibrationDescription(cConfigurationGroup* group)
                 cGenericException failure(kSource, function, __LINE__,
                                           "Duplicate EEPROM parameter name in calibration .cfg: " +
                                               eepromName);
-                addOrigin(failure, subGroup, "Eeprom Name");
+                addOrigin(failure, subGroup, "Eeprom Name", false);
                 throw failure;
             }
             addParameter(p);
@@ -367,7 +369,7 @@ void cCalibration::loadCalibrationValues(cConfigurationGroup* group, bool showWa
         {
             cGenericException failure(kSource, function, __LINE__,
                                       "Duplicate parameter name in .cal: " + name);
-            addOrigin(failure, subGroup, "Name");
+            addOrigin(failure, subGroup, "Name", true);
             throw failure;
         }
     }
