@@ -2,7 +2,7 @@
 // EEPROM name. The calibration writes one from its parameters and loads one back into them. It is
 // a configuration text file whose group "PARAM" holds one "EEPROM name = value" item per cell, the
 // value in hexadecimal of the cell's size (1 to 8 bytes, two's complement for a negative number).
-// The layout, with an example, is described in docs/eeprom-files.md.
+// The layout, with an example, is described in docs/calibration.md.
 #pragma once
 
 #include "StoreKit/cCfgInputFile.h"
