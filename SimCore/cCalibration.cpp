@@ -51,6 +51,34 @@ char const* const kBrothersParagraph =
 thread_local std::unordered_map<std::string, cDriftParameter*>* tParameterNames = nullptr;
 thread_local std::unordered_map<std::string, cDriftParameter*>* tEepromNames = nullptr;
 
+// Installs fresh name tables for the pass unless a pass of this thread already has them, and
+// removes them when the pass that installed them ends, however it ends.
+class cNameTablesScope
+{
+public:
+    cNameTablesScope() : m_owner(tParameterNames == nullptr)
+    {
+        if (!m_owner)
+            return;
+        tParameterNames = &m_parameterNames;
+        tEepromNames = &m_eepromNames;
+    }
+    cNameTablesScope(cNameTablesScope const&) = delete;
+    cNameTablesScope& operator=(cNameTablesScope const&) = delete;
+    ~cNameTablesScope()
+    {
+        if (!m_owner)
+            return;
+        tParameterNames = nullptr;
+        tEepromNames = nullptr;
+    }
+
+private:
+    bool m_owner;
+    std::unordered_map<std::string, cDriftParameter*> m_parameterNames;
+    std::unordered_map<std::string, cDriftParameter*> m_eepromNames;
+};
+
 // The process-wide filter of saveAefFile, made on first use.
 std::unordered_set<std::string>& algosToSave()
 {
@@ -165,10 +193,7 @@ void cCalibration::setConfiguration(std::string const& path)
     cCfgInputFile* const file = getConfigurationFile();
     if (file == nullptr)
         return;
-    std::unordered_map<std::string, cDriftParameter*> parameterNames;
-    std::unordered_map<std::string, cDriftParameter*> eepromNames;
-    tParameterNames = &parameterNames;
-    tEepromNames = &eepromNames;
+    cNameTablesScope const tables;
     try
     {
         cConfigurationGroup* const root = file->getTopGroup();
@@ -178,19 +203,9 @@ void cCalibration::setConfiguration(std::string const& path)
     }
     catch (cKynException& failure)
     {
-        tParameterNames = nullptr;
-        tEepromNames = nullptr;
         failure.addFileName(path);
         throw;
     }
-    catch (...)
-    {
-        tParameterNames = nullptr;
-        tEepromNames = nullptr;
-        throw;
-    }
-    tParameterNames = nullptr;
-    tEepromNames = nullptr;
 }
 
 void cCalibration::loadCalibrationDescription(cConfigurationGroup* group)
@@ -198,6 +213,7 @@ void cCalibration::loadCalibrationDescription(cConfigurationGroup* group)
     char const* const function = "cCalibration::loadCalibrationDescription";
     if (group == nullptr)
         return;
+    cNameTablesScope const tables;
     for (cConfigurationGroup* subGroup : group->GetConfigurationGroups())
     {
         if (subGroup->getName() != "Parameter")

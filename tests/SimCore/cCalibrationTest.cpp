@@ -8,6 +8,7 @@
 #include "tests/support/cTestCalibration.h"
 #include "tests/support/cTestHelpers.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 
 namespace
@@ -119,6 +120,10 @@ TEST_F(cCalibrationTest, DescriptionCreatesTheFamilyLockedAndRefusesDuplicateNam
     std::string const noName = write("noname.cfg", "Parameters List {\n}\n");
     EXPECT_NE(std::string::npos, failureOf([&] { cTestCalibration c(noName); }).find("\nFile: " + noName));
     EXPECT_EQ(0u, cTestCalibration("").getParameterListSize());
+    cRecordingTraceSink trace(4);
+    cTestCalibration traced(kData + "description.cfg");
+    EXPECT_EQ("Parameter THR added to calibration with value of 50.00000000000000000000",
+              trace.texts().at(0));
 }
 
 TEST_F(cCalibrationTest, CalLoadLocksConflictsMissingAndBrothersAndReportsInOrder)
@@ -187,6 +192,8 @@ TEST_F(cCalibrationTest, CalLoadLocksConflictsMissingAndBrothersAndReportsInOrde
     calibration.loadCalibrationValues(&partial, true, /*partial=*/true);
     EXPECT_EQ("THR=7.00;OFFSET=-20.00L;MODE=9.00;GAIN=0.00L;OFF_SWITCH=255.00L;", stateOf(calibration));
     EXPECT_TRUE(reports().empty());
+    calibration.unlockNoDeployment();
+    EXPECT_EQ("THR=7.00;OFFSET=-20.00;MODE=9.00;GAIN=0.00;OFF_SWITCH=255.00;", stateOf(calibration));
 }
 
 TEST_F(cCalibrationTest, AFailedLoadKeepsTheFileInUse)
