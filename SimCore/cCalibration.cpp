@@ -440,8 +440,8 @@ void cCalibration::loadCalibrationValues(cConfigurationGroup* group, bool showWa
             }
             else if (hasValue && outside)
                 outOfBounds += boundsLine;
-            // The bounds text is gathered but never shown: engineers load files with values outside
-            // the bounds on purpose, and the report would only repeat their choice.
+            // The bounds text is gathered and deliberately not shown: the load reports that hosts and
+            // engineers know have never included it.
         }
         if (!partial && (entry == fileParameters.end() || !hasValue))
         {

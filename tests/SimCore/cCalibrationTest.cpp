@@ -329,6 +329,8 @@ TEST_F(cCalibrationTest, ParametersOfTheActiveCalibrationLeaveTheHostToTheCalibr
               idsOfChange(calibration.getUserCalibrationMgr().getParameter("U2"), 5));
     myActiveCalibration = nullptr;
     EXPECT_EQ((std::vector<uint32_t>{0x9E3, 0x7FF}), idsOfChange(calibration.getParameter("MODE"), 6));
+    // The calibration outlives the manager: its parameters tell the host of their last change as they go.
+    myActiveComputationManager = nullptr;
 }
 
 TEST(cCalibration, DialogsOfferTheCalibrationFileKinds)
