@@ -532,7 +532,7 @@ std::string cCalibration::lockBrothers(std::vector<std::string> const& keys,
         }
         if (vetoed)
             continue;
-        // Every parameter of the group that is not locked, lockable or not, as older releases did:
+        // Every parameter of the group that is not locked, lockable or not:
         // the list tells the engineer which members the rule went over.
         for (cDriftParameter* p : GetParameters())
         {
