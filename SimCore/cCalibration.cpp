@@ -657,7 +657,7 @@ void cCalibration::saveSettings(std::string comment, std::string const& path, bo
         if (!m_calibrationFile->isWritable())
             refuseLockedFile(*m_calibrationFile, kSource, function, __LINE__);
         std::string const& name = m_calibrationFile->getFileName();
-        if ("." + GetExtension(name.c_str()) == ".cal")
+        if (GetExtension(name.c_str()) == "cal")
         {
             buildFile(m_calibrationFile, name, "", "");
             m_calibrationFile->save(saveOption, comment, activeProjectName());
