@@ -46,15 +46,7 @@ bool activeCalibrationHoldsParameter(std::string const& name)
 cConfigurationParameter::cConfigurationParameter(cConfigurationGroup* group, std::string const& ownerName)
     : cDriftParameter(group, ownerName)
 {
-    try
-    {
-        setConfiguration(group);
-    }
-    catch (...)
-    {
-        abandonRegistration();
-        throw;
-    }
+    configureOrAbandon([&] { setConfiguration(group); });
 }
 
 void cConfigurationParameter::setConfiguration(cConfigurationGroup* group)
@@ -99,15 +91,7 @@ cCalibrationParameter::cCalibrationParameter(cConfigurationGroup* group, std::st
 cLockableParameter::cLockableParameter(cConfigurationGroup* group, std::string const& ownerName)
     : cCalibrationParameter(group, ownerName)
 {
-    try
-    {
-        setConfiguration(group);
-    }
-    catch (...)
-    {
-        abandonRegistration();
-        throw;
-    }
+    configureOrAbandon([&] { setConfiguration(group); });
 }
 
 void cLockableParameter::setConfiguration(cConfigurationGroup* group)
@@ -207,15 +191,7 @@ void cLockableParameter::buildFile(cConfigurationGroup* group, int mask)
 cUnitEepromParameter::cUnitEepromParameter(cConfigurationGroup* group, std::string const& ownerName)
     : cLockableParameter(group, ownerName)
 {
-    try
-    {
-        setConfiguration(group);
-    }
-    catch (...)
-    {
-        abandonRegistration();
-        throw;
-    }
+    configureOrAbandon([&] { setConfiguration(group); });
 }
 
 void cUnitEepromParameter::setConfiguration(cConfigurationGroup* group)
@@ -270,15 +246,7 @@ cNotLockableUnitConfigurationParameter::cNotLockableUnitConfigurationParameter(c
                                                                                std::string const& ownerName)
     : cCalibrationParameter(group, ownerName)
 {
-    try
-    {
-        setConfiguration(group);
-    }
-    catch (...)
-    {
-        abandonRegistration();
-        throw;
-    }
+    configureOrAbandon([&] { setConfiguration(group); });
 }
 
 void cNotLockableUnitConfigurationParameter::setConfiguration(cConfigurationGroup* group)

@@ -276,15 +276,7 @@ void cDrift::computeStatisticalDistribution(unsigned int draws, unsigned int lim
 cDriftParameter::cDriftParameter(cConfigurationGroup* group, std::string const& ownerName)
     : cParameter(group, ownerName)
 {
-    try
-    {
-        setConfiguration(group);
-    }
-    catch (...)
-    {
-        abandonRegistration();
-        throw;
-    }
+    configureOrAbandon([&] { setConfiguration(group); });
 }
 
 cDriftParameter::~cDriftParameter()

@@ -130,15 +130,7 @@ void cParameterValuesForOneFile::activateGraph(cGraph const* graph, bool on)
 cGraphParameter::cGraphParameter(cConfigurationGroup* group, std::string const& ownerName)
     : cParameter(group, ownerName), m_graphs(10), m_activeGraphs(10)
 {
-    try
-    {
-        setConfiguration(group);
-    }
-    catch (...)
-    {
-        abandonRegistration();
-        throw;
-    }
+    configureOrAbandon([&] { setConfiguration(group); });
 }
 
 cGraphParameter::~cGraphParameter()

@@ -198,6 +198,20 @@ protected:
     // For a derived constructor that fails after this base registered the parameter: the entry of
     // the symbol manager goes, and the equations that named it read 0 rather than a freed object.
     void abandonRegistration();
+    // Runs a derived constructor's own configuration; when it throws, the registration made by this
+    // base is abandoned before the exception goes on, since no destructor runs for the object.
+    template <class tConfigure> void configureOrAbandon(tConfigure const& configure)
+    {
+        try
+        {
+            configure();
+        }
+        catch (...)
+        {
+            abandonRegistration();
+            throw;
+        }
+    }
 
     // Runs the equation groups linked with the parameter (when asked and registered with a
     // condition), and tells the host when the value changed.

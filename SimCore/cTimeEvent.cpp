@@ -299,16 +299,8 @@ void cTimeEventValuesForOneFile::crashColorChanged(cKynFile const*, cGraph const
 cTimeEvent::cTimeEvent(cConfigurationGroup* group, std::string const& ownerName)
     : cGraphParameter(group, ownerName)
 {
-    try
-    {
-        setConfiguration(group);
-    }
-    catch (...)
-    {
-        // The base registered the name; nothing may keep pointing at a half-built event.
-        abandonRegistration();
-        throw;
-    }
+    // The base registered the name; nothing may keep pointing at a half-built event.
+    configureOrAbandon([&] { setConfiguration(group); });
     setUnit("ms");
     m_constructed = true;
 }
