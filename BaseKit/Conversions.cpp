@@ -494,3 +494,13 @@ int getUserRightsFromString(std::string const& text)
     throw cGenericException(kSource, "getUserRightsFromString", __LINE__,
                             "Unknown user rights: \"" + text + "\"");
 }
+
+bool PathIsRelativeA(char const* path)
+{
+    if (path == nullptr || path[0] == '\0')
+        return true;
+    if (path[0] == '/' || path[0] == '\\')
+        return false;
+    bool const letter = (path[0] >= 'A' && path[0] <= 'Z') || (path[0] >= 'a' && path[0] <= 'z');
+    return !(letter && path[1] == ':');
+}

@@ -73,6 +73,9 @@ void toLower(std::string& s);
 std::string GetExtension(char const* path);
 // The file name without its directory; both '/' and '\\' separate.
 std::string getShortName(std::string const& path);
+// False for a path that names its root: "/..." or "\\..." (also a network path) or a drive "C:...";
+// true otherwise, the empty path included. Relative paths are joined to a directory by the callers.
+bool PathIsRelativeA(char const* path);
 
 // The key "User Rights" of a parameter: 0 "Guest", 1 "User" (the default), 2 "Expert",
 // 3 "Administrator". A number outside the table is written as its decimal text so it reads back.

@@ -7,6 +7,7 @@
 #include "BaseKit/cTraceProvider.h"
 #include "BaseKit/mpfClass.h"
 #include "SimCore/cConfigurationParameter.h"
+#include "SimCore/cProject.h"
 #include "StoreKit/cAefInputFile.h"
 #include "StoreKit/cCfgInputFile.h"
 #include "StoreKit/cConfigurationGroup.h"
@@ -86,11 +87,10 @@ std::unordered_set<std::string>& algosToSave()
     return algorithms;
 }
 
-// The project name written into saved files. No project object exists in the library yet, so it
-// is empty; the project will give its own name here.
+// The project name written into saved files; empty without a project.
 std::string activeProjectName()
 {
-    return std::string();
+    return myActiveProject != nullptr ? myActiveProject->getName() : std::string();
 }
 
 std::string reportNumber(mpf_class const& value)

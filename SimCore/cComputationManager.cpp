@@ -1,12 +1,42 @@
 #include "SimCore/cComputationManager.h"
 
+#include "BaseKit/IHostWindow.h"
+#include "BaseKit/UserMessages.h"
+#include "BaseKit/cKynException.h"
 #include "SimCore/cAlgorithm.h"
 #include "SimCore/cDriftParameter.h"
 #include "SimCore/cTestMgr.h"
+#include "SimCore/cVehicle.h"
 
+#include <memory>
 #include <string>
 
 cComputationManager* myActiveComputationManager = nullptr;
+
+namespace
+{
+char const* const kSource = "SimCore/cComputationManager";
+
+void sendToHost(uint32_t message)
+{
+    SendMessageA(getMainWndH(), message, 0, 0);
+}
+
+char const* messageName(unsigned int message)
+{
+    switch (message)
+    {
+    case QUIT_MSG:
+        return "QUIT_MSG";
+    case START_TEST_MSG:
+        return "START_TEST_MSG";
+    case END_OF_TEST_MSG:
+        return "END_OF_TEST_MSG";
+    default:
+        return nullptr;
+    }
+}
+} // namespace
 
 cComputationManager::cComputationManager()
     : cKynThread("Test", QUIT_MSG, END_OF_TEST_MSG), m_logger("Computations")
@@ -15,8 +45,68 @@ cComputationManager::cComputationManager()
 
 cComputationManager::~cComputationManager()
 {
+    // The loop calls this object's ProcessMessage: the thread must end before the object does.
+    if (getThreadHandle() != nullptr)
+        stop(true);
     for (unsigned int i = 0; i < m_tests.size(); ++i)
         delete m_tests[i];
+}
+
+bool cComputationManager::ProcessMessage(unsigned int message, cMessage* data)
+{
+    delete data;
+    char const* const name = messageName(message);
+    if (name == nullptr)
+        throw cUnknownMessageError(kSource, "cComputationManager::ProcessMessage", 884);
+    KYN_TRACE(m_logger, 4,
+              getName() + " thread/cComputationManager::ProcessMessage: received " + name + "(" +
+                  std::to_string(message) + ") ");
+    if (message == QUIT_MSG)
+        return true;
+    if (message == END_OF_TEST_MSG)
+        KYN_TRACE(m_logger, 3, "Received END_OF_TEST_MSG");
+    // A report of a test that no longer runs falls away; the walk of a running test comes with the
+    // run control.
+    return false;
+}
+
+void cComputationManager::reset()
+{
+    for (sCounter* counter : {&m_files, &m_mechanical, &m_electronic, &m_acquisition, &m_algorithm})
+        counter->number.store(0, std::memory_order_relaxed);
+    for (uint32_t message : {kFileIterationMessage, kMechanicalIterationMessage, kElectronicIterationMessage,
+                             kAcquisitionIterationMessage, kAlgorithmIterationMessage})
+        sendToHost(message);
+}
+
+void cComputationManager::setIterationTotals(uint32_t files, uint32_t mechanical, uint32_t electronic,
+                                             uint32_t acquisition, uint32_t algorithm)
+{
+    m_files.total.store(files, std::memory_order_relaxed);
+    m_mechanical.total.store(mechanical, std::memory_order_relaxed);
+    m_electronic.total.store(electronic, std::memory_order_relaxed);
+    m_acquisition.total.store(acquisition, std::memory_order_relaxed);
+    m_algorithm.total.store(algorithm, std::memory_order_relaxed);
+}
+
+void cComputationManager::setMechanicalSameIterationDrifted(bool same, bool silent)
+{
+    if (same && myActiveVehicle != nullptr && !silent)
+    {
+        unsigned int points = 0;
+        if (!myActiveVehicle->currentDriftsHaveSameNumberOfIterations(points))
+        {
+            doErrorMessage("All mechanical drifts must have the same number of points in order to perform a "
+                           "dependent sweep.");
+            m_mechanicalSameIterationDrifted.store(0, std::memory_order_relaxed);
+            sendToHost(kComputationOptionsMessage);
+            throw cForbiddenAction(kSource, "cComputationManager::setMechanicalSameIterationDrifted", 252,
+                                   "All mechanical drifts must have the same number of points in order to "
+                                   "perform a dependent sweep.");
+        }
+    }
+    m_mechanicalSameIterationDrifted.store(same ? 1 : 0, std::memory_order_relaxed);
+    sendToHost(kComputationOptionsMessage);
 }
 
 void cComputationManager::setComputationsState(EComputationsState state)

@@ -328,6 +328,15 @@ cCriterionMgr::cCriterionMgr(std::string const& itemName, std::string const& lis
 {
 }
 
+cCriterion* cCriterionMgr::getCriterion(std::string const& name)
+{
+    for (cCriterion* c : GetParameters())
+        if (c->getNameRef() == name)
+            return c;
+    throw cBadReference("SimCore/cParameterMgr", "cBasicParameterMgr<class cCriterion>::getParameter", 94,
+                        name);
+}
+
 void cCriterionMgr::RemoveValuesForOneFile(unsigned long long crashFileAddress)
 {
     if (crashFileAddress != 0)

@@ -176,6 +176,10 @@ class cCriterionMgr : public cGraphParameterMgr<cCriterion>
 {
 public:
     cCriterionMgr(std::string const& itemName = "Criterion", std::string const& listName = "Criteria List");
+    // The criterion of that name, which a stage needs for each used channel: cBadReference with the
+    // name (the origin the host knows, "cBasicParameterMgr<class cCriterion>::getParameter" line 94)
+    // when there is none.
+    cCriterion* getCriterion(std::string const& name);
     // Address 0 only: removes from the list every criterion whose active values belong to a file of
     // the current crash file list, or have no file. Any other address changes nothing.
     void RemoveValuesForOneFile(unsigned long long crashFileAddress);

@@ -77,6 +77,9 @@ protected:
 
     // Whether the active computation manager asks the run to stop (false without one).
     static bool isStopAsked();
+    // One iteration more, for a stage that prepares its criteria itself (a channel prepares only
+    // those from its entry preprocessor on).
+    void countIteration() { ++m_iterationNumber; }
     bool isFileChanged() const { return m_fileChanged != 0; }
     void setFileChanged(bool changed) { m_fileChanged = changed ? 1 : 0; }
 

@@ -40,6 +40,9 @@ protected:
     // a file. A cKynException gets "\nFile: " path appended and is rethrown with no file held.
     virtual void setConfiguration(std::string const& path);
     void deleteConfigurationFile();
+    // Holds file without deleting the one held before: a set loaded from a multi-preprocessing item's
+    // file works on that item's file, which the item gave up only while it is the selected one.
+    void adoptConfigurationFileWithoutDeleting(cCfgInputFile* file) { m_configurationFile = file; }
     // The refusal every saver gives for a file locked against writing (a file of a batch, a reference
     // file): a warning "The file <name> is locked." with why files get locked and what to do, then
     // cFileNotWritableException with the caller's origin. Nothing is written.

@@ -4,6 +4,8 @@
 #include "BaseKit/cKynException.h"
 #include "BaseKit/cTraceProvider.h"
 #include "SimCore/cAlgorithm.h"
+#include "SimCore/cChannel.h"
+#include "SimCore/cProject.h"
 #include "SimCore/cTimeEvent.h"
 #include "StoreKit/CSensorDefect.h"
 #include "StoreKit/CSensorDefectChannelConfiguration.h"
@@ -49,19 +51,26 @@ cTimeEventMgr* activeTimeEvents()
     return myActiveAlgorithm != nullptr ? static_cast<cTimeEventMgr*>(myActiveAlgorithm) : nullptr;
 }
 
-// The channels of the active preprocessing set, in its order. There is no preprocessing set in the
-// library yet, so no channel: the defect map stays empty until the set exists.
+// The channels of the active preprocessing set, in its order up to a null entry; none without a set.
 std::vector<std::string> activePreprocessingChannelNames()
 {
-    return {};
+    std::vector<std::string> names;
+    if (myActivePreprocessing == nullptr)
+        return names;
+    unsigned int cursor = 0;
+    for (cChannel* channel = myActivePreprocessing->firstChannel(cursor); channel != nullptr;
+         channel = myActivePreprocessing->nextChannel(cursor))
+        names.push_back(channel->getName());
+    return names;
 }
 
-// The channel names the active project declares, and its "Channel Name Mapping" group. There is no
-// project in the library yet: nothing is declared and nothing renamed.
+// The channel names the active project declares, used or not; none without a project.
 std::vector<std::string> activeProjectDeclaredChannels()
 {
-    return {};
+    return myActiveProject != nullptr ? myActiveProject->getBinChannelList() : std::vector<std::string>();
 }
+// The project's "Channel Name Mapping" group. The project does not read its mapping file yet, so
+// recorded channels are looked up under their project names.
 cConfigurationGroup const* activeProjectChannelMapping()
 {
     return nullptr;
@@ -593,6 +602,11 @@ bool cKynFile::isAnyDefectUsed() const
                 return true;
     }
     return false;
+}
+
+bool cKynFile::isDefect(cChannel const* channel, unsigned int sample, float frequency)
+{
+    return isDefect(channel->getName(), sample, frequency);
 }
 
 bool cKynFile::isDefect(std::string const& channelName, unsigned int sample, float frequency)

@@ -18,6 +18,7 @@ class CSensorDefectChannelConfiguration;
 class cCfgInputFile;
 class cChannelInput;
 class cConfigurationGroup;
+class cChannel;
 class cInputFile;
 class cTimeEvent;
 
@@ -185,6 +186,8 @@ public:
     // that is in use and was added on the fly; the time is in milliseconds in single precision.
     // Remembers the channel's configuration (getCurrentChannelConfiguration).
     bool isDefect(std::string const& channelName, unsigned int sample, float frequency);
+    // The same for a channel of the active preprocessing set, by its name.
+    bool isDefect(cChannel const* channel, unsigned int sample, float frequency);
 
 private:
     // Opens the recording at path in its format (by extension, "csh", "bin" or "mme") and builds the file.

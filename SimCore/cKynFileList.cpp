@@ -3,7 +3,9 @@
 #include "BaseKit/Conversions.h"
 #include "BaseKit/UserMessages.h"
 #include "BaseKit/cKynException.h"
+#include "SimCore/cChannel.h"
 #include "SimCore/cKynFile.h"
+#include "SimCore/cProject.h"
 #include "StoreKit/cCfgInputFile.h"
 #include "StoreKit/cConfigurationGroup.h"
 #include "StoreKit/cInputFile.h"
@@ -20,17 +22,19 @@ char const* const kSource = "SimCore/cKynFileList";
 // The stream mode of a crash recording: input and binary.
 int const kCrashFileMode = 0x21;
 
-// The short name of the active preprocessing set's file. There is no preprocessing set in the library
-// yet: the name is empty and the units rule finds nothing.
+// The short name of the active preprocessing set's file; empty without a set or a file, and then
+// the units rule finds nothing.
 std::string activePreprocessingShortName()
 {
-    return std::string();
+    cCfgInputFile const* const file =
+        myActivePreprocessing != nullptr ? myActivePreprocessing->getConfigurationFile() : nullptr;
+    return file != nullptr ? getShortName(file->getFileName()) : std::string();
 }
 
-// The name of the active project, written into the list file. There is no project in the library yet.
+// The name of the active project, written into the list file.
 std::string activeProjectName()
 {
-    return std::string();
+    return myActiveProject != nullptr ? myActiveProject->getName() : std::string();
 }
 } // namespace
 

@@ -9,13 +9,17 @@
 
 #include "SimCore/cAlgorithm.h"
 #include "SimCore/cCalibration.h"
+#include "SimCore/cChannel.h"
 #include "SimCore/cComputationManager.h"
 #include "SimCore/cKynFile.h"
 #include "SimCore/cKynFileList.h"
 #include "SimCore/cKynMultiPreprocessingItem.h"
 #include "SimCore/cKynMultiPreprocessingMgr.h"
+#include "SimCore/cProject.h"
 #include "SimCore/cSymbolManager.h"
 #include "SimCore/cThread.h"
+#include "SimCore/cUnit.h"
+#include "SimCore/cVehicle.h"
 #include "StoreKit/cInputFile.h"
 #include "tests/support/cIdleComputationManager.h"
 #include "tests/support/cKitFixture.h"
@@ -31,6 +35,10 @@ inline void resetActiveGlobals()
     myActiveMultiPreprocessingMgr = nullptr;
     myActiveComputationManager = nullptr;
     myActiveSymbolManager = nullptr;
+    myActiveProject = nullptr;
+    myActiveVehicle = nullptr;
+    myActivePreprocessing = nullptr;
+    myActiveUnit = nullptr;
     cKynThread::setSimulationMode(true);
 }
 
