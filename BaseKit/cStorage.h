@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <cxxabi.h>
+#include <limits>
 #include <string>
 #include <type_traits>
 #include <typeinfo>
@@ -150,6 +151,16 @@ public:
     // appends without growing; a smaller capacity changes nothing. cMemoryAllocationFailed, with
     // the list as it was, when the memory is not there.
     void reserve(unsigned int capacity);
+    // Appends count elements in one step and gives the first of them, for a loop that knows its
+    // count to write through a plain pointer: a loop the compiler can vectorise, where add's
+    // capacity check and count update per element keep it from doing so. The new elements hold
+    // whatever the memory held: the caller writes every one of them before reading. A short capacity
+    // grows to exactly the new count, as reserve does. cMemoryAllocationFailed, with the list as it
+    // was, when the memory is not there or the count would pass the 32-bit range. The pointer is
+    // valid until the list next grows.
+    T* addUninitialised(unsigned int count);
+    // Appends count copies of value in one step; grows and fails as addUninitialised.
+    void addCopies(unsigned int count, T value);
 
     T& operator[](unsigned int index) { return m_data[index]; }
     T const& operator[](unsigned int index) const { return m_data[index]; }
@@ -195,6 +206,9 @@ private:
     // A fresh block holding exactly the elements of other (null when it has none); throws
     // cMemoryAllocationFailed naming `operation` when malloc fails.
     static T* allocateCopy(cStorage const& other, char const* operation, int line);
+    // Room for count more elements behind the present ones, grown to exactly what is needed;
+    // cMemoryAllocationFailed naming `operation`, with the list as it was, when it cannot be had.
+    void makeRoom(unsigned int count, char const* operation);
 
     T* m_data = nullptr;
     unsigned int m_growthStep;
@@ -256,6 +270,37 @@ template <class T> void cStorage<T>::reserve(unsigned int capacity)
         throw cMemoryAllocationFailed("BaseKit/cStorage", functionText("reserve").c_str(), __LINE__);
     m_data = static_cast<T*>(grown);
     m_capacity = capacity;
+}
+
+template <class T> void cStorage<T>::makeRoom(unsigned int count, char const* operation)
+{
+    if (count <= m_capacity - m_count)
+        return;
+    void* grown = nullptr;
+    if (count <= std::numeric_limits<unsigned int>::max() - m_count)
+        grown = cStorageAllocator::reallocate(m_data, (std::size_t(m_count) + count) * m_elementSize);
+    if (grown == nullptr)
+        throw cMemoryAllocationFailed("BaseKit/cStorage", functionText(operation).c_str(), __LINE__);
+    m_data = static_cast<T*>(grown);
+    m_capacity = m_count + count;
+}
+
+template <class T> T* cStorage<T>::addUninitialised(unsigned int count)
+{
+    makeRoom(count, "addUninitialised");
+    // Null (plus 0) only for 0 elements on a list that has no memory yet.
+    T* const first = m_data + m_count;
+    m_count += count;
+    return first;
+}
+
+template <class T> void cStorage<T>::addCopies(unsigned int count, T value)
+{
+    makeRoom(count, "addCopies");
+    T* const first = m_data + m_count;
+    for (unsigned int i = 0; i < count; ++i)
+        std::memcpy(static_cast<void*>(first + i), &value, sizeof(T));
+    m_count += count;
 }
 
 template <class T> void cStorage<T>::add(T value)

@@ -10,22 +10,21 @@ namespace
 // One status byte of 0 (sample kept) per element of the output.
 void keepAll(cStorage<char>& status, unsigned int count)
 {
-    status.reserve(count);
-    for (unsigned int i = 0; i < count; ++i)
-        status.add(0);
+    status.addCopies(count, 0);
 }
 
-// The loop of the sample-by-sample types: the dummy, then f of each sample. f is a lambda the
-// compiler inlines, so the loop holds no call.
+// The loop of the sample-by-sample types: the dummy, then f of each sample, written through plain
+// pointers into an output appended in one step. f is a lambda the compiler inlines, so the loop
+// holds no call and vectorises where f does.
 template <class F>
 void mapSamples(cSignalStorage<float> const& in, cSignalStorage<float>& out, cStorage<char>& status, F f)
 {
     unsigned int const count = in.size();
     float const* const x = in.data();
-    out.reserve(count);
-    out.add(0.0f);
+    float* const y = out.addUninitialised(count);
+    y[0] = 0.0f;
     for (unsigned int i = 1; i < count; ++i)
-        out.add(f(x[i]));
+        y[i] = f(x[i]);
     keepAll(status, count);
 }
 
@@ -163,8 +162,8 @@ void CResamplePreProcessor::process(cSignalStorage<float> const& in, cSignalStor
     unsigned int const count = static_cast<unsigned int>(lastOutput) + 1;
 
     float const* const x = in.data() + 1;
-    out.reserve(count + 1);
-    out.add(0.0f);
+    float* const y = out.addUninitialised(count + 1);
+    y[0] = 0.0f;
     for (unsigned int j = 0; j < count; ++j)
     {
         // Computed from j each time, not accumulated, so that long signals do not drift in time.
@@ -172,11 +171,11 @@ void CResamplePreProcessor::process(cSignalStorage<float> const& in, cSignalStor
         unsigned int const k = static_cast<unsigned int>(position);
         if (k >= samples - 1)
         {
-            out.add(x[samples - 1]);
+            y[j + 1] = x[samples - 1];
             continue;
         }
         double const fraction = position - k;
-        out.add(static_cast<float>(x[k] + fraction * (static_cast<double>(x[k + 1]) - x[k])));
+        y[j + 1] = static_cast<float>(x[k] + fraction * (static_cast<double>(x[k + 1]) - x[k]));
     }
     keepAll(status, count + 1);
 }
@@ -199,12 +198,12 @@ void CDelayPreProcessor::process(cSignalStorage<float> const& in, cSignalStorage
     double const shift = std::round(m_milliseconds * in.getSamplingRate() / 1000.0);
     unsigned int const zeros = shift < samples ? static_cast<unsigned int>(shift) : samples;
     float const* const x = in.data() + 1;
-    out.reserve(count);
-    out.add(0.0f);
+    float* const y = out.addUninitialised(count);
+    y[0] = 0.0f;
     for (unsigned int k = 0; k < zeros; ++k)
-        out.add(0.0f);
+        y[k + 1] = 0.0f;
     for (unsigned int k = zeros; k < samples; ++k)
-        out.add(x[k - zeros]);
+        y[k + 1] = x[k - zeros];
     keepAll(status, count);
 }
 
@@ -226,8 +225,8 @@ void CMovingAveragePreProcessor::process(cSignalStorage<float> const& in, cSigna
     unsigned int const window = m_samples;
     double const divisor = window;
     float const* const x = in.data() + 1;
-    out.reserve(count);
-    out.add(0.0f);
+    float* const y = out.addUninitialised(count);
+    y[0] = 0.0f;
     // A running sum in double: the sample leaving the window is subtracted from the very sum it was
     // added to, so float samples come and go without leaving rounding behind.
     double sum = 0.0;
@@ -236,7 +235,7 @@ void CMovingAveragePreProcessor::process(cSignalStorage<float> const& in, cSigna
         sum += x[k];
         if (k >= window)
             sum -= x[k - window];
-        out.add(static_cast<float>(sum / divisor));
+        y[k + 1] = static_cast<float>(sum / divisor);
     }
     keepAll(status, count);
 }
@@ -256,8 +255,8 @@ void CIntegratorPreProcessor::process(cSignalStorage<float> const& in, cSignalSt
     unsigned int const samples = count - 1;
     double const step = m_gain / (2.0 * in.getSamplingRate());
     float const* const x = in.data() + 1;
-    out.reserve(count);
-    out.add(0.0f);
+    float* const y = out.addUninitialised(count);
+    y[0] = 0.0f;
     if (samples == 0)
     {
         keepAll(status, count);
@@ -265,11 +264,11 @@ void CIntegratorPreProcessor::process(cSignalStorage<float> const& in, cSignalSt
     }
     // The integral accumulates in double: in float a long crash signal would lose its small steps.
     double integral = 0.0;
-    out.add(0.0f);
+    y[1] = 0.0f;
     for (unsigned int k = 1; k < samples; ++k)
     {
         integral += step * (static_cast<double>(x[k - 1]) + x[k]);
-        out.add(static_cast<float>(integral));
+        y[k + 1] = static_cast<float>(integral);
     }
     keepAll(status, count);
 }
@@ -298,18 +297,18 @@ void CLowPassPreProcessor::process(cSignalStorage<float> const& in, cSignalStora
     unsigned int const count = in.size();
     unsigned int const samples = count - 1;
     float const* const x = in.data() + 1;
-    out.reserve(count);
-    out.add(0.0f);
+    float* const y = out.addUninitialised(count);
+    y[0] = 0.0f;
     // From rest: the input and the output before the first sample are 0. The state stays in double so
     // that a low corner (a pole close to 1) does not lose the signal's small increments.
     double previousInput = 0.0;
-    double y = 0.0;
+    double state = 0.0;
     for (unsigned int n = 0; n < samples; ++n)
     {
         double const input = x[n];
-        y = b * (input + previousInput) - a * y;
+        state = b * (input + previousInput) - a * state;
         previousInput = input;
-        out.add(static_cast<float>(y));
+        y[n + 1] = static_cast<float>(state);
     }
     keepAll(status, count);
 }

@@ -3,6 +3,7 @@
 #include "BaseKit/cKynException.h"
 #include "CalcKit/CBasicPreProcessors.h"
 
+#include <algorithm>
 #include <array>
 #include <memory>
 #include <utility>
@@ -130,17 +131,15 @@ void CPreProcessor::Calculate(cSignalStorage<float> const& in, cSignalStorage<fl
     try
     {
         process(in, m_scratch, status, index);
+        // Appended in one step, which leaves out as it was when the memory is not there.
+        unsigned int const count = m_scratch.size();
+        std::copy_n(m_scratch.data(), count, out.addUninitialised(count));
     }
     catch (...)
     {
         status.clear();
         throw;
     }
-    unsigned int const count = m_scratch.size();
-    out.reserve(out.size() + count);
-    float const* const values = m_scratch.data();
-    for (unsigned int i = 0; i < count; ++i)
-        out.add(values[i]);
     out.setSamplingRate(m_scratch.getSamplingRate());
     out.setT0(m_scratch.getT0());
 }

@@ -74,6 +74,29 @@ TEST(cStorage, AddGrowsToTheStepThenByItOrByOneElementWhenMemoryIsShort)
     EXPECT_EQ(elements(stepless), (std::vector<unsigned int>{7, 8}));
 }
 
+TEST(cStorage, AddUninitialisedAndAddCopiesAppendInOneStepGrowingToTheExactCount)
+{
+    cStorage<unsigned int> list(5);
+    // Nothing to append on a list without memory takes none.
+    EXPECT_EQ(list.addUninitialised(0), nullptr);
+    list.addCopies(0, 1);
+    EXPECT_EQ(list.getCapacity(), 0u);
+    EXPECT_TRUE(list.empty());
+
+    fill(list, 3);
+    list.addCopies(2, 7);
+    EXPECT_EQ(list.getCapacity(), 5u);
+    unsigned int* const first = list.addUninitialised(4);
+    EXPECT_EQ(first, list.data() + 5);
+    for (unsigned int i = 0; i < 4; ++i)
+        first[i] = 100 + i;
+    // 9 elements, not the 10 of a growth step; the next add grows by the step again.
+    EXPECT_EQ(list.getCapacity(), 9u);
+    list.add(1);
+    EXPECT_EQ(list.getCapacity(), 14u);
+    EXPECT_EQ(elements(list), (std::vector<unsigned int>{0, 10, 20, 7, 7, 100, 101, 102, 103, 1}));
+}
+
 TEST(cStorage, CopyTakesExactlyTheElementsAndAssignmentKeepsALargeEnoughBuffer)
 {
     cStorage<unsigned int> source(7);
@@ -174,7 +197,11 @@ TEST(cStorage, AllocationFailuresLeaveTheListAsItWas)
           sCase{2, [&] { channels.add(nullptr); }, "cStorage<class cChannel *>::add"},
           sCase{1, [&] { cStorage<unsigned int> copied(list); }, "cStorage<unsigned int>::cStorage"},
           sCase{1, [&] { target = list; }, "cStorage<unsigned int>::operator ="},
-          sCase{1, [&] { list.reserve(100); }, "cStorage<unsigned int>::reserve"}})
+          sCase{1, [&] { list.reserve(100); }, "cStorage<unsigned int>::reserve"},
+          sCase{1, [&] { list.addUninitialised(100); }, "cStorage<unsigned int>::addUninitialised"},
+          sCase{1, [&] { list.addCopies(100, 5); }, "cStorage<unsigned int>::addCopies"},
+          // A count past the 32-bit range fails without asking for memory.
+          sCase{0, [&] { list.addUninitialised(0xFFFFFFFDu); }, "cStorage<unsigned int>::addUninitialised"}})
     {
         cStorageAllocator::failNextAllocations(failures);
         EXPECT_EQ(failureWithSourceOf(call), std::string("BaseKit/cStorage|cMemoryAllocationFailed|") + text +

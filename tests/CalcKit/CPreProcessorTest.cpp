@@ -1,6 +1,7 @@
 #include "CalcKit/CPreProcessor.h"
 
 #include "BaseKit/cKynException.h"
+#include "BaseKit/cStorageAllocator.h"
 #include "CalcKit/CBasicPreProcessors.h"
 
 #include "tests/support/cTestHelpers.h"
@@ -223,6 +224,23 @@ TEST(CPreProcessor, CalculateAppendsBehindTheOutputAndSetsStatusForTheAppendedPa
     cSignalStorage<float> same = signal(100, 0, {1, 2});
     make("Gain", {10})->Calculate(same, same, status, 0);
     expectSamples({0, 1, 2, 0, 10, 20}, samplesOf(same));
+
+    // Without memory to append the result, out stays as it was and no status is left behind. The
+    // first call gives the scratch signal and the status their memory; tight (growth step 0) has none
+    // to spare.
+    auto const pair = signal(100, 30, {1, 3});
+    cSignalStorage<float> warm = signal(10, 5, {7});
+    p->Calculate(pair, warm, status, 0);
+    cSignalStorage<float> tight(0);
+    tight.setSamplingRate(10);
+    tight.add(0.0f);
+    cStorageAllocator::failNextAllocations(1);
+    EXPECT_EQ(failureOf([&] { p->Calculate(pair, tight, status, 0); }),
+              "cMemoryAllocationFailed|cStorage<float>::addUninitialised|Memory allocation failed.");
+    cStorageAllocator::failNextAllocations(0);
+    EXPECT_EQ((tSamples{0}), samplesOf(tight));
+    EXPECT_EQ(10.0f, tight.getSamplingRate());
+    EXPECT_EQ(0u, status.size());
 
     // No element in, nothing out; the status of an earlier signal goes.
     cSignalStorage<float> empty;
