@@ -4,12 +4,19 @@
 
 #include "BaseKit/cSignalStorage.h"
 
+#include <cstring>
+
+// Appends count floats from src to dst in one step.
+inline void appendSamples(float const* src, unsigned int count, cSignalStorage<float>& dst)
+{
+    if (count != 0)
+        std::memcpy(dst.addUninitialised(count), src, count * sizeof(float));
+}
+
 // Appends src's elements to dst.
 inline void appendSignal(cSignalStorage<float> const& src, cSignalStorage<float>& dst)
 {
-    dst.reserve(dst.size() + src.size());
-    for (unsigned int i = 0; i < src.size(); ++i)
-        dst.add(src[i]);
+    appendSamples(src.data(), src.size(), dst);
 }
 
 // dst := src's elements, sampling rate and T0.

@@ -275,9 +275,7 @@ void cChannel::steps()
     // No present type drops a sample: a mask of zeros is copied in one pass.
     if (n != 0 && mask[0] == 0 && std::memcmp(mask, mask + 1, n - 1) == 0)
     {
-        m_currentOutput->reserve(m_currentOutput->size() + n);
-        for (unsigned int i = 0; i < n; ++i)
-            m_currentOutput->add((*m_lastOutput)[i]);
+        appendSamples(m_lastOutput->data(), n, *m_currentOutput);
         return;
     }
     for (unsigned int i = 0; i < n; ++i)

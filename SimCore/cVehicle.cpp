@@ -284,10 +284,8 @@ void cVehicle::performIteration()
         // Every signal of the pipeline starts with a leading 0.0 at T0; the algorithm skips it.
         cSignalStorage<float>& signal = values->getIterationValueList();
         std::vector<float> const& samples = input->getSamples();
-        signal.reserve(signal.size() + 1 + static_cast<unsigned int>(samples.size()));
         signal.add(0.0f);
-        for (float sample : samples)
-            signal.add(sample);
+        appendSamples(samples.data(), static_cast<unsigned int>(samples.size()), signal);
         values->SetHasPointsToTrue();
     }
     steps();

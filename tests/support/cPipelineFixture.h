@@ -10,6 +10,7 @@
 #include "SimCore/cProject.h"
 #include "SimCore/cUnit.h"
 #include "SimCore/cVehicle.h"
+#include "tests/support/cConfigurationTexts.h"
 #include "tests/support/cSimCoreFixture.h"
 
 #include <filesystem>

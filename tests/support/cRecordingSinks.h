@@ -123,17 +123,24 @@ private:
     std::vector<sMessage> m_messages;
 };
 
-// Collects trace lines at the given level and restores the previous level and sink.
+// Collects trace lines at the given level and restores the previous level and sink. onLine, given
+// at construction, sees each line as it comes, on the thread that writes it (a test waits on a line
+// of another thread this way).
 class cRecordingTraceSink
 {
 public:
-    explicit cRecordingTraceSink(int level) : m_previousLevel(cTraceProvider::g_loggingLevel)
+    explicit cRecordingTraceSink(int level, std::function<void(std::string const&)> onLine = {})
+        : m_previousLevel(cTraceProvider::g_loggingLevel)
     {
         m_previousSink = cTraceProvider::setSink(
-            [this](int, std::string const& line)
+            [this, onLine](int, std::string const& line)
             {
-                std::lock_guard<std::mutex> lock(m_mutex);
-                m_lines.push_back(line);
+                {
+                    std::lock_guard<std::mutex> lock(m_mutex);
+                    m_lines.push_back(line);
+                }
+                if (onLine)
+                    onLine(line);
             });
         cTraceProvider::g_loggingLevel = level;
     }
