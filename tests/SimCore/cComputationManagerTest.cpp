@@ -1,9 +1,12 @@
 #include "SimCore/cComputationManager.h"
 
 #include "SimCore/cTestMgr.h"
+#include "tests/support/cCountedMessage.h"
 #include "tests/support/cOpenAlgorithm.h"
 #include "tests/support/cParameterHelpers.h"
+#include "tests/support/cPipelineFixture.h"
 #include "tests/support/cSimCoreFixture.h"
+#include "tests/support/cTestHelpers.h"
 
 #include <gtest/gtest.h>
 
@@ -113,4 +116,114 @@ TEST_F(cComputationManagerTest, StopFlagAndStateAreReadAcrossThreadsWithoutALock
     ASSERT_LE(seen.size(), written.size());
     for (EComputationsState const state : seen)
         EXPECT_NE(written.end(), std::find(written.begin(), written.end(), state));
+}
+
+namespace
+{
+// The totals are summed by a test at its start; here they are given.
+class cCountingManager : public cComputationManager
+{
+public:
+    using cComputationManager::setIterationTotals;
+};
+
+// The progress counter of each kind as "number/total".
+std::string counters(cComputationManager const& m)
+{
+    std::string text;
+    for (sIterationCount const c :
+         {m.getFileIterationNbr(), m.getMechanicalIterationNbr(), m.getElectronicIterationNbr(),
+          m.getAcquisitionIterationNbr(), m.getAlgorithmIterationNbr()})
+        text += std::to_string(c.number) + "/" + std::to_string(c.total) + " ";
+    return text;
+}
+} // namespace
+
+// QUIT_MSG ends the loop, END_OF_TEST_MSG of no running test falls away, anything else is a fault; the
+// manager deletes every message it is handed.
+TEST_F(cComputationManagerTest, MessagesThatNeedNoRunningTest)
+{
+    cRecordingTraceSink trace(4);
+    cComputationManager manager;
+    int const destroyed = cCountedMessage::s_destroyed;
+    EXPECT_TRUE(manager.ProcessMessage(QUIT_MSG, new cCountedMessage));
+    EXPECT_FALSE(manager.ProcessMessage(END_OF_TEST_MSG, new cCountedMessage));
+    EXPECT_EQ("SimCore/cComputationManager|cUnknownMessageError|cComputationManager::ProcessMessage|Unknown "
+              "message.",
+              failureWithSourceOf([&] { manager.ProcessMessage(RUN_TEST_MSG, new cCountedMessage); }));
+    EXPECT_EQ(destroyed + 3, cCountedMessage::s_destroyed);
+    EXPECT_EQ((std::vector<std::string>{
+                  "Test thread/cComputationManager::ProcessMessage: received QUIT_MSG(65536) ",
+                  "Test thread/cComputationManager::ProcessMessage: received "
+                  "END_OF_TEST_MSG(65540) ",
+                  "Received END_OF_TEST_MSG"}),
+              trace.texts());
+    EXPECT_EQ(computationsNotStarted, manager.getComputationsState());
+}
+
+// Mechanical and electronic notify about twenty times per test (always below a total of 20), acquisition
+// and algorithm every tenth; reset zeroes the numbers, keeps the totals and tells the host in order.
+TEST_F(cComputationManagerTest, CountersNotifyByTheirRulesAndResetInOrder)
+{
+    cCountingManager manager;
+    manager.setIterationTotals(3, 25, 40, 7, 7);
+    std::string notified;
+    for (int i = 0; i < 20; ++i)
+    {
+        manager.incrementFileIterationNbr();
+        manager.incrementMechanicalIterationNbr();
+        manager.incrementElectronicIterationNbr();
+        manager.incrementAcquisitionIterationNbr();
+        manager.incrementAlgorithmIterationNbr();
+        notified += std::string(manager.shouldNotifyFileIterationNbr() ? "F" : "") +
+                    (manager.shouldNotifyMechanicalIterationNbr() ? "M" : "") +
+                    (manager.shouldNotifyElectronicIterationNbr() ? "E" : "") +
+                    (manager.shouldNotifyAcquisitionIterationNbr() ? "A" : "") +
+                    (manager.shouldNotifyAlgorithmIterationNbr() ? "G" : "") + ",";
+    }
+    EXPECT_EQ("FM,FME,FM,FME,FM,FME,FM,FME,FM,FMEAG,FM,FME,FM,FME,FM,FME,FM,FME,FM,FMEAG,", notified);
+    EXPECT_EQ("20/3 20/25 20/40 20/7 20/7 ", counters(manager));
+    manager.setIterationTotals(3, 19, 0, 0, 0);
+    EXPECT_TRUE(manager.shouldNotifyMechanicalIterationNbr());
+    manager.reset();
+    EXPECT_EQ("0/3 0/19 0/0 0/0 0/0 ", counters(manager));
+    std::vector<uint32_t> sent;
+    for (auto const& m : window.messages())
+        sent.push_back(m.message);
+    EXPECT_EQ((std::vector<uint32_t>{2524, 2525, 2526, 2527, 2528}), sent);
+}
+
+namespace
+{
+using cComputationOptionsTest = cPipelineFixture;
+} // namespace
+
+// Stepping the vehicle's drifts together needs the same number of points on each; silently the option
+// is taken all the same, for the run to refuse later.
+TEST_F(cComputationOptionsTest, MechanicalDriftsStepTogetherOnlyWithTheSameNumberOfPoints)
+{
+    std::string text = readText(tempPath("vehicle.vcl"));
+    std::string const parameter = "    Parameter {\n        Name = Body Mass\n        Default = 1\n    }\n";
+    text.insert(text.find("}\nCriteria List"), parameter);
+    writeText(tempPath("vehicle.vcl"), text);
+    openProject();
+    myActiveVehicle->cDriftParameterMgr::getParameter("Body Gain")->setRawDrift(1, 2, 0, 1, 0);
+    myActiveVehicle->cDriftParameterMgr::getParameter("Body Mass")->setRawDrift(1, 2, 1, 1, 0);
+    cComputationManager& manager = *myActiveComputationManager;
+    EXPECT_EQ("cForbiddenAction|cComputationManager::setMechanicalSameIterationDrifted|All mechanical drifts "
+              "must have the same number of points in order to perform a dependent sweep.",
+              failureOf([&] { manager.setMechanicalSameIterationDrifted(true, false); }));
+    EXPECT_FALSE(manager.isMechanicalSameIterationDrifted());
+    ASSERT_EQ(1u, messages.entries().size());
+    EXPECT_EQ("error", messages.entries()[0].kind);
+    manager.setMechanicalSameIterationDrifted(true, true);
+    EXPECT_TRUE(manager.isMechanicalSameIterationDrifted());
+    myActiveVehicle->cDriftParameterMgr::getParameter("Body Mass")->setRawDrift(1, 2, 0, 1, 0);
+    manager.setMechanicalSameIterationDrifted(true, false);
+    auto const sent = window.messages();
+    EXPECT_EQ(3, std::count_if(sent.begin(), sent.end(), [](auto const& m) { return m.message == 2533; }));
+
+    // Both drifts step together: three vehicle iterations instead of nine.
+    runFile(addCrash("crash.csh"));
+    EXPECT_EQ(3u, myActiveVehicle->getFileIteration());
 }
