@@ -5,6 +5,7 @@
 #include "StoreKit/cInputFile.h"
 #include "tests/support/cAlgorithmFixture.h"
 #include "tests/support/cConfigurationTexts.h"
+#include "tests/support/cPipelineFixture.h"
 #include "tests/support/cTestHelpers.h"
 
 #include <gtest/gtest.h>
@@ -265,4 +266,40 @@ TEST_F(cKynFileListTest, GatherFilesAroundIdxMovesTheSetAsOneBlock)
         EXPECT_EQ(c.position, files.list.gatherFilesAroundIdx(set, c.index)) << c.index;
         EXPECT_EQ(c.order, files.names()) << c.index;
     }
+}
+
+namespace
+{
+using cKynFileListOfProjectTest = cPipelineFixture;
+} // namespace
+
+// The units rule reads the name of the active preprocessing set's file: LSB recordings are refused by a
+// reference set, MSS ones by a digital set, and a list opened quietly says nothing.
+TEST_F(cKynFileListOfProjectTest, UnitsRuleFollowsTheActivePreprocessingFile)
+{
+    for (char const* name : {"Reference.prp", "front_DIGITAL.prp"})
+        std::filesystem::copy_file(tempPath("preprocessing.prp"), tempPath(name));
+    for (char const* name : {"front_LSB_01.csh", "side_MSS_02.csh"})
+        std::filesystem::copy_file(tempPath("crash.csh"), tempPath(name));
+    openProject();
+    for (char const* name : {"front_LSB_01.csh", "side_MSS_02.csh"})
+        myActiveFileList->addFile(tempPath(name).c_str(), nullptr);
+    std::vector<std::string> reports;
+    for (char const* preprocessing : {"preprocessing.prp", "Reference.prp", "front_DIGITAL.prp"})
+    {
+        myActivePreprocessing->open(preprocessing, tempFolder());
+        messages.clear();
+        myActiveFileList->displayMessageForIncompatibleCrashFiles(false);
+        myActiveFileList->displayMessageForIncompatibleCrashFiles(true);
+        for (auto const& entry : messages.entries())
+            reports.push_back(entry.title + "|" + entry.text);
+    }
+    std::string const title =
+        "CRITICAL WARNING: Crash File (CSH) Incompatible with Preprocessing File Detected|";
+    EXPECT_EQ((std::vector<std::string>{
+                  title + "The following crash files in LSB units have been loaded in a Reference "
+                          "preprocessing:\n\nfront_LSB_01.csh\n",
+                  title + "The following crash files in MSS units have been loaded in a Digital "
+                          "preprocessing:\n\nside_MSS_02.csh\n"}),
+              reports);
 }

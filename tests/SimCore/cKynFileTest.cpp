@@ -7,6 +7,7 @@
 #include "StoreKit/cConfigurationWriter.h"
 #include "tests/support/cAlgorithmFixture.h"
 #include "tests/support/cConfigurationTexts.h"
+#include "tests/support/cPipelineFixture.h"
 #include "tests/support/cTestHelpers.h"
 
 #include <gtest/gtest.h>
@@ -339,4 +340,51 @@ TEST_F(cKynFileTest, DefectsOfTheRecordingAndOfTheListActOnlyWhenUsedAndAddedOnT
     EXPECT_EQ(0, synthetic->getInstrumentationNumber());
     EXPECT_EQ("cFileNotWritableException|cKynFile::save|The file is not writable.",
               failureOf([&] { synthetic->save(); }));
+}
+
+namespace
+{
+using cKynFileOfProjectTest = cPipelineFixture;
+} // namespace
+
+// With a project active the defect map has one entry per channel of the preprocessing set, isDefect takes a
+// channel of that set (sample 0 counts for a defect from 0), and a list saved with its defects reads them
+// back under the project's name.
+TEST_F(cKynFileOfProjectTest, TheActiveProjectGivesTheChannelsOfTheRecordingAndOfTheDefects)
+{
+    openProject();
+    std::string csh = readText(tempPath("crash.csh"));
+    csh.insert(csh.find("Channel = ACU_Y"), "Defect = loose\nDefect From = 0.1\nDefect To = 0.3\n");
+    writeText(tempPath("defects.csh"), csh);
+    cKynFile* const file = myActiveFileList->addFile(tempPath("defects.csh").c_str(), nullptr);
+    file->useFile(true, nullptr);
+    file->FillMapOfFileChannelDefects();
+    EXPECT_EQ("ACU_X [0, 0.5]: loose|Declared in recording|0.1-0.3|unused;\nACU_Y [0, 0.5]:\n",
+              defectsOf(*file));
+
+    cConfigurationGroup group =
+        settings("Channel Defects {\nChannel Name = ACU_X\nDefects Settings {\n"
+                 "Defect Name = glitch\nDefect Type = Added on the fly\nDefect From = 0\n"
+                 "Defect To = 0.1\nUsed = 1\n}\n}\n");
+    EXPECT_TRUE(file->loadMapOfFileChannelDefects(&group));
+    std::string marks;
+    for (cChannel const* channel : channels())
+        for (unsigned int sample = 0; sample < 3; ++sample)
+            marks += file->isDefect(channel, sample, 10000.0f) ? '1' : '0';
+    EXPECT_EQ("110000", marks);
+
+    std::string const saved = tempPath("saved.fls");
+    myActiveFileList->saveSettings("defects", saved, false, false, false);
+    EXPECT_NE(std::string::npos, readText(saved).find("@Project = Pipeline\n"));
+    cKynFileList again(nullptr, saved);
+    ASSERT_EQ(1u, again.getFilesNumber());
+    EXPECT_EQ(defectsOf(*file), defectsOf(*again.getFile(0)));
+
+    std::string fls = readText(saved);
+    fls.erase(fls.find("Used = 1", fls.find("Defect To")), 8);
+    writeText(saved, fls);
+    messages.clear();
+    cKynFileList incomplete(nullptr, saved);
+    ASSERT_EQ(1u, messages.entries().size());
+    EXPECT_EQ("Some channel defect characteristics are missing ", messages.entries()[0].text);
 }

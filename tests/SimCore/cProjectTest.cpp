@@ -36,14 +36,15 @@ TEST_F(cProjectTest, OpensItsFileAndServicesAndLeavesNothingWhenItFails)
     std::filesystem::create_directory(tempPath("base"));
     {
         cProject project(tempPath("full.prt"), tempPath("base/"));
-        EXPECT_EQ("Pipeline|Test Lab|ACU-2", project.getName() + "|" + project.getCustomer() + "|" +
-                                                 project.getUnitType());
+        EXPECT_EQ("Pipeline|Test Lab|ACU-2",
+                  project.getName() + "|" + project.getCustomer() + "|" + project.getUnitType());
         EXPECT_EQ(tempPath("full.prt"), project.getProjectFilePath());
         ASSERT_NE(nullptr, myActiveComputationManager);
         ASSERT_NE(nullptr, myActiveSymbolManager);
-        EXPECT_EQ(tempPath("base/../studies.cfg"), project.getDriftStudiesConfigurationFile() == nullptr
-                                                ? std::string("none")
-                                                : project.getDriftStudiesConfigurationFile()->getFileName())
+        EXPECT_EQ(tempPath("base/../studies.cfg"),
+                  project.getDriftStudiesConfigurationFile() == nullptr
+                      ? std::string("none")
+                      : project.getDriftStudiesConfigurationFile()->getFileName())
             << "the key joins the base path, whatever the project's own path";
     }
     EXPECT_EQ(nullptr, myActiveComputationManager);

@@ -55,13 +55,15 @@ TEST_F(cVehicleTest, EachMechanicalIterationRunsEveryChannelOnItsOutput)
         << "the last point, gain 2";
     cCriterionValuesForOneFile const* const input =
         myActiveVehicle->getCriterion("ACU_Y")->getActiveCriterionValuesForOneFile();
-    EXPECT_EQ((std::vector<float>{0, 0, 1, 3, 70, -2, 0}), std::vector<float>(input->getIterationValueList().data(),
-                                                                             input->getIterationValueList().data() + 7));
+    EXPECT_EQ(
+        (std::vector<float>{0, 0, 1, 3, 70, -2, 0}),
+        std::vector<float>(input->getIterationValueList().data(), input->getIterationValueList().data() + 7));
     EXPECT_EQ(10000.0f, input->getSamplingRate());
     EXPECT_EQ(0, input->getT0());
     auto const texts = trace.texts();
     EXPECT_EQ(1, std::count(texts.begin(), texts.end(), "Received END_OF_TEST_MSG"));
-    EXPECT_EQ(1, std::count(texts.begin(), texts.end(), "Ready to send results of iteration 3 for active file to channels"));
+    EXPECT_EQ(1, std::count(texts.begin(), texts.end(),
+                            "Ready to send results of iteration 3 for active file to channels"));
 
     // A stop asked while the first channel's results reach the unit: the second channel gets no post.
     cReportingUnit unit("Unit", "unit.cfg", tempFolder());
