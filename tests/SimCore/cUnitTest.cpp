@@ -97,10 +97,18 @@ TEST_F(cUnitTest, ExploresTheFullCrossOfTheChannelsResultsTheLastChannelFastest)
     EXPECT_EQ(kCross, unit.inputs);
 }
 
-TEST_F(cUnitTest, RefusesWhatIsNotOneOfTheActiveChannels)
+// The same crash in each recording format gives the same outputs; the unit refuses what is not one of
+// the active channels.
+TEST_F(cUnitTest, RecordingsOfEachFormatGiveTheSameOutputsAndForeignChannelsAreRefused)
 {
     openProject();
-    runFile(addCrash("crash.csh"));
+    for (char const* recording : {"crash.bin", "CRASH/CRASH.mme", "crash.csh"})
+    {
+        runFile(addCrash(recording));
+        EXPECT_EQ((std::vector<float>{0, 1, 3, 50, -2, 0}),
+                  samples(*myActiveUnit->getOutputStorage(channels()[1])))
+            << recording;
+    }
     cChannel foreign("ACU_X", "", "Channel", nullptr, "");
     EXPECT_EQ("cBadChannelReference|cUnit::runTest|Bad channel reference.",
               failureOf([&] { myActiveUnit->ProcessMessage(RUN_TEST_MSG, new cMessage(&foreign)); }));
