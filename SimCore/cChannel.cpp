@@ -174,7 +174,12 @@ void cChannel::runTest(cMessage const*)
         m_outputs[i]->clear();
     m_entryPreprocessorIndex = 0;
     m_resultCount = 0;
-    m_lastOutput = &lastPreprocessor()->getFinalCriterionValuesForOneFile(0)->getIterationValueList();
+    cCriterionValuesForOneFile* const last = lastPreprocessor()->getFinalCriterionValuesForOneFile(0);
+    // A run needs the vehicle's signal and the values of a crash file (FILE_CHANGED_MSG first).
+    if (m_currentInput == nullptr || last == nullptr || m_inputValues == nullptr)
+        throw cNULLPointer(kSource, "cChannel::runTest", __LINE__,
+                           "Channel " + getName() + ": no input signal or no crash file to run on.");
+    m_lastOutput = &last->getIterationValueList();
     // The vehicle overwrites its output with its next iteration: take a copy before anything else.
     copySignal(*m_currentInput, m_workingInput);
     setFileChanged(true);

@@ -208,15 +208,7 @@ TEST_F(cPreprocessingTest, SavedFileIsTheGoldenOneAndReadsBackOnceItsTestGroupIs
     EXPECT_EQ(813, lineOf(lockedSave));
     EXPECT_EQ("kept", readText(tempPath("back.prp")));
     ASSERT_EQ(2u, messages.entries().size()); // one warning for each of the two refused saves
-    EXPECT_EQ("warning", messages.entries()[0].kind);
-    EXPECT_EQ(
-        "The file " + tempPath("back.prp") +
-            " is locked.\n\nThe file has probably been locked when creating a batch mode file or because it "
-            "is a reference file. When creating a batch mode, necessary files are locked to ensure possible "
-            "recovery of the exact batch mode parameters later.\n\n It should probably NOT be overwritten.\n "
-            "- If you don't want to overwrite it, enter a new file name in the next dialog box, or cancel "
-            "it.\n - If you want to overwrite it anyway, select its name and confirm.",
-        messages.entries()[0].text);
+    EXPECT_EQ(0u, messages.entries()[0].text.find("The file " + tempPath("back.prp") + " is locked.\n\n"));
 
     cPreprocessing withoutFile("Empty", "", "");
     auto saveWithoutFile = [&] { withoutFile.saveSettings("", "", false); };
