@@ -217,9 +217,15 @@ TEST(Conversions, TextCleanUpAndPaths)
     }
     EXPECT_EQ(GetExtension(nullptr), "");
     // A path is rooted by a separator or a drive letter; anything else joins a directory.
-    for (auto const& [path, relative] : std::vector<std::pair<char const*, bool>>{
-             {"/data/a.prt", false}, {"\\\\server\\a", false}, {"c:a.prt", false}, {"Z:\\a", false},
-             {"a.prt", true}, {"./a", true}, {"1:a", true}, {"", true}, {nullptr, true}})
+    for (auto const& [path, relative] : std::vector<std::pair<char const*, bool>>{{"/data/a.prt", false},
+                                                                                  {"\\\\server\\a", false},
+                                                                                  {"c:a.prt", false},
+                                                                                  {"Z:\\a", false},
+                                                                                  {"a.prt", true},
+                                                                                  {"./a", true},
+                                                                                  {"1:a", true},
+                                                                                  {"", true},
+                                                                                  {nullptr, true}})
         EXPECT_EQ(PathIsRelativeA(path), relative) << (path != nullptr ? path : "null");
 }
 
