@@ -3,8 +3,10 @@
 #pragma once
 
 #include "BaseKit/cSignalStorage.h"
+#include "BaseKit/cStorage.h"
 
 #include <cstring>
+#include <memory>
 
 // Appends count floats from src to dst in one step.
 inline void appendSamples(float const* src, unsigned int count, cSignalStorage<float>& dst)
@@ -26,4 +28,12 @@ inline void copySignal(cSignalStorage<float> const& src, cSignalStorage<float>& 
     appendSignal(src, dst);
     dst.setSamplingRate(src.getSamplingRate());
     dst.setT0(src.getT0());
+}
+
+// Appends a new empty signal to an owning list; the signal is freed if the list cannot grow.
+inline cSignalStorage<float>* addNewSignal(cStorage<cSignalStorage<float>*>& list)
+{
+    auto signal = std::make_unique<cSignalStorage<float>>();
+    list.add(signal.get());
+    return signal.release();
 }

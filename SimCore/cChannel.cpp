@@ -239,7 +239,7 @@ void cChannel::prepareForTest()
         e->prepareForTest();
     countIteration();
     if (m_outputs.size() <= m_resultCount)
-        m_outputs.add(new cSignalStorage<float>);
+        addNewSignal(m_outputs);
     m_currentOutput = m_outputs[m_resultCount];
 }
 

@@ -216,7 +216,7 @@ void cUnit::reset()
     {
         m_channelResults.add(nullptr);
         m_currentInputs.add(nullptr);
-        m_outputs.add(new cSignalStorage<float>);
+        addNewSignal(m_outputs);
     }
 }
 

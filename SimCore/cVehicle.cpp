@@ -42,7 +42,7 @@ cVehicle::cVehicle(std::string name, std::string const& fileName, std::string co
     : cDriftManager(name, "Vehicle", QUIT_MSG, RUN_TEST_MSG)
 {
     for (std::size_t i = 0; i < usedChannels().size(); ++i)
-        m_outputs.add(new cSignalStorage<float>);
+        addNewSignal(m_outputs);
     try
     {
         setConfiguration(fileName, path, false);
