@@ -5,6 +5,7 @@
 #include "BaseKit/UserMessages.h"
 #include "BaseKit/cKynException.h"
 #include "SimCore/SignalCopy.h"
+#include "SimCore/cAlgorithm.h"
 #include "SimCore/cChannel.h"
 #include "SimCore/cComputationManager.h"
 #include "SimCore/cProject.h"
@@ -344,6 +345,7 @@ void cUnit::endOfIteration()
         resetAllNominalValues();
         return;
     }
-    // The results go to the algorithm once the algorithm is a stage of the pipeline.
     KYN_TRACE(m_logger, 4, "Ready to send results of the iteration for active file to algorithm");
+    if (myActiveAlgorithm != nullptr)
+        postPreparedMessage(myActiveAlgorithm, RUN_TEST_MSG, new cMessage(this, 0.0f));
 }

@@ -1,5 +1,6 @@
 // The algorithm stage with its protected writers and loaders opened for the tests, and the
-// computation events sent to its results as the pipeline sends them.
+// computation events sent to its results as the pipeline sends them. It has no file and computes
+// nothing: each step of the tail loop ends it.
 #pragma once
 #include "SimCore/cAlgorithm.h"
 #include "StoreKit/cConfigurationReader.h"
@@ -9,6 +10,8 @@
 class cOpenAlgorithm : public cAlgorithm
 {
 public:
+    cOpenAlgorithm() : cAlgorithm(std::string()) {}
+
     using cAlgorithm::addDisplacement;
     using cAlgorithm::addValueToCriterion;
     using cAlgorithm::clearDisplacement;
@@ -61,4 +64,18 @@ public:
         cCriterionMgr::endOfIteration();
         cTimeEventMgr::endOfIteration();
     }
+
+protected:
+    void beginMultiPreprocessingItem() override {}
+    void stepGvtWindows() override {}
+    void endOfIterationGvtWindows() override {}
+    void stepPhaseOne() override {}
+    void resetAlgorithm() override {}
+    void stepPhaseThree() override {}
+    void stepPhaseTwo() override {}
+    void stepPhaseLast() override { setKeepStepping(false); }
+    void changeFileFirst() override {}
+    void changeFileSecond() override {}
+    void prepareThreadStart() override {}
+    void endMultiPreprocessingItem() override {}
 };
