@@ -96,7 +96,8 @@ cAlgorithm::cAlgorithm(std::string const& fileName) : cAlgorithm(fileName, nullp
 
 cAlgorithm::cAlgorithm(std::string const& fileName, cConfigurationGroup* extraTimeEvents)
     : cDriftManager(kStageName, kStageName, QUIT_MSG, RUN_TEST_MSG),
-      m_displacementConversionFactor(cEquation::createEquation("1.0")), m_private(std::make_unique<sPrivate>())
+      m_displacementConversionFactor(cEquation::createEquation("1.0")),
+      m_private(std::make_unique<sPrivate>())
 {
     try
     {
@@ -266,8 +267,8 @@ void cAlgorithm::buildFile(cCfgInputFile* file, bool, bool copyHeader)
     // The test named "GVT" writes its views into the group; the views come with the test managers.
 }
 
-void cAlgorithm::saveSettings(std::string comment, bool withTests, std::string const& fileName, bool keepBackup,
-                              bool keepHeldFile)
+void cAlgorithm::saveSettings(std::string comment, bool withTests, std::string const& fileName,
+                              bool keepBackup, bool keepHeldFile)
 {
     if (fileName.empty())
     {
@@ -516,7 +517,10 @@ void cAlgorithm::FillDefectsOnTheFlyMap(float rate)
         defects.clear();
         unsigned int* const out = defects.addUninitialised(m_sampleCount);
         for (unsigned int n = 0; n < m_sampleCount; ++n)
-            out[n] = myActiveFile != nullptr && myActiveFile->isDefect(static_cast<cChannel*>(channel), n, rate) ? 1 : 0;
+            out[n] =
+                myActiveFile != nullptr && myActiveFile->isDefect(static_cast<cChannel*>(channel), n, rate)
+                    ? 1
+                    : 0;
     }
 }
 

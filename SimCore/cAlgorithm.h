@@ -79,7 +79,10 @@ public:
         m_fullMarginOnAllItems = requested ? 1 : 0;
     }
     bool isFullMarginFeatureRequestedOnAllMultipreprocessing() const { return m_fullMarginOnAllItems != 0; }
-    void fullDriftDistributionRequest(bool requested) { m_fullDriftDistributionRequested = requested ? 1 : 0; }
+    void fullDriftDistributionRequest(bool requested)
+    {
+        m_fullDriftDistributionRequested = requested ? 1 : 0;
+    }
     bool isFullDriftDistributionRequested() const { return m_fullDriftDistributionRequested != 0; }
     void setTTDDispersionStudyRequest(bool requested) { m_ttdDispersionStudyRequested = requested ? 1 : 0; }
     bool getTTDDispersionStudyRequest() const { return m_ttdDispersionStudyRequested != 0; }
@@ -146,8 +149,8 @@ public:
     // To the held file (empty name; refused when locked, line 912, or absent, line 903) or to a new
     // file written as "Algorithm", which the held file then follows in name and lock unless
     // keepHeldFile.
-    virtual void saveSettings(std::string comment, bool withTests, std::string const& fileName, bool keepBackup,
-                              bool keepHeldFile);
+    virtual void saveSettings(std::string comment, bool withTests, std::string const& fileName,
+                              bool keepBackup, bool keepHeldFile);
     // saveSettings without keeping the held file.
     virtual void save(std::string comment, bool withTests, std::string const& fileName, bool keepBackup);
     // The held file takes file's name and lock; its content stays.

@@ -1,6 +1,13 @@
 #include "SimCore/cAlgorithm.h"
 
+#include "StoreKit/cCfgInputFile.h"
+
 #include "tests/support/cAlgorithmFixture.h"
+#include "tests/support/cConfigurationTexts.h"
+#include "tests/support/cPipelineFixture.h"
+#include "tests/support/cTestCalibration.h"
+#include "tests/support/cTestHelpers.h"
+#include "tests/support/cThresholdAlgorithm.h"
 
 #include <gtest/gtest.h>
 #include <vector>
@@ -174,4 +181,166 @@ TEST_F(cAlgorithmTest, ExtraTimeEventsAreThoseOfTheLastExtraGroup)
     EXPECT_FALSE(algorithm.isExtraTimeEvent(algorithm.timeEvent("X")));
     EXPECT_TRUE(algorithm.isExtraTimeEvent(algorithm.timeEvent("Z")));
     EXPECT_EQ(4u, algorithm.cTimeEventMgr::getParameterListSize());
+}
+
+namespace
+{
+// The threshold algorithm on the pipeline project, with its calibration, as a host sets them up.
+class cAlgorithmStageTest : public cPipelineFixture
+{
+protected:
+    cAlgorithmStageTest()
+    {
+        openProject();
+        project->setECUVersionNumber("SW 3.1");
+        calibration = std::make_unique<cTestCalibration>(tempPath("calibration.cfg"));
+        myActiveCalibration = calibration.get();
+        algorithm = std::make_unique<cThresholdAlgorithm>(tempPath("algorithm.cfg"));
+        myActiveAlgorithm = algorithm.get();
+        algorithm->cCriterionMgr::getParameter("Acceleration")->forceUse(true);
+        algorithm->changeMultiPreprocessingItem();
+        crash = addCrash("crash.csh");
+    }
+    ~cAlgorithmStageTest() override
+    {
+        myActiveFile = nullptr;
+        algorithm.reset();
+        calibration.reset();
+    }
+    cTimeEventValuesForOneFile* fire() const
+    {
+        return algorithm->cTimeEventMgr::getParameter("Fire")->getActiveTimeEventValuesForOneFile();
+    }
+    // The unit's outputs as given, then one hand-over to the algorithm.
+    void handOver(std::vector<std::pair<long, std::vector<float>>> const& signals)
+    {
+        for (unsigned int i = 0; i < signals.size(); ++i)
+        {
+            cSignalStorage<float>& out = *myActiveUnit->getOutputStorage(channels()[i]);
+            out.clear();
+            out.setSamplingRate(10000.0f);
+            out.setT0(signals[i].first);
+            for (float v : signals[i].second)
+                out.add(v);
+        }
+        algorithm->ProcessMessage(RUN_TEST_MSG, new cMessage(myActiveUnit));
+    }
+
+    std::unique_ptr<cTestCalibration> calibration;
+    std::unique_ptr<cThresholdAlgorithm> algorithm;
+    cKynFile* crash = nullptr;
+};
+} // namespace
+
+// ACU_X decelerates 2, 8, 20 g at 10 kHz: a threshold of 10 fires at step 3 (tick 3 at 10000 ticks per
+// second), where the twice integrated acceleration is -2 - 12 - 42; later steps write again in vain.
+// The criterion's curve has the unit's rate and T0.
+TEST_F(cAlgorithmStageTest, OneCrashFileRunsFromTheVehicleToTheTimeEvents)
+{
+    runFile(crash);
+    ASSERT_EQ(1u, algorithm->iterations.size());
+    EXPECT_EQ(3, fire()->getIterationValue());
+    EXPECT_EQ(-42.0, fire()->getComputedDisplacement().get_d());
+    cCriterionValuesForOneFile const* const curve =
+        algorithm->cCriterionMgr::getParameter("Acceleration")->getActiveCriterionValuesForOneFile();
+    EXPECT_EQ((std::vector<float>{0, -2, -8, -20, -12, -4}), samples(curve->getIterationValueList()));
+    EXPECT_EQ(10000.0f, curve->getSamplingRate());
+    EXPECT_EQ(0, curve->getT0());
+    EXPECT_EQ(1u, myActiveComputationManager->getAlgorithmIterationNbr().number);
+}
+
+// Each unit iteration reaches the algorithm (2 x 3 channel results, the last channel fastest), and each
+// point of a calibration drift is one more iteration; the calibration is back at its value afterwards.
+TEST_F(cAlgorithmStageTest, ChannelAndCalibrationDriftsEachGiveAnIteration)
+{
+    channels()[0]->cDriftParameterMgr::getParameter("Sensitivity ACU_X")->setRawDrift(1, 2, 1, 1, 0);
+    channels()[1]->cDriftParameterMgr::getParameter("Offset ACU_Y")->setRawDrift(0, 1, -1, 1, 0);
+    runFile(crash);
+    std::vector<std::vector<int32_t>> seen;
+    for (auto const& iteration : algorithm->iterations)
+        seen.push_back(iteration.samples);
+    EXPECT_EQ(
+        (std::vector<std::vector<int32_t>>{{-20, 50}, {-20, 49}, {-20, 51}, {-40, 50}, {-40, 49}, {-40, 51}}),
+        seen);
+
+    channels()[0]->cDriftParameterMgr::getParameter("Sensitivity ACU_X")->clearDrift();
+    channels()[1]->cDriftParameterMgr::getParameter("Offset ACU_Y")->clearDrift();
+    cDriftParameter* const threshold = calibration->getParameter("Threshold");
+    threshold->setRawDrift(10, 15, 5, 5, 0); // 10 5 15
+    algorithm->iterations.clear();
+    runFile(crash);
+    ASSERT_EQ(3u, algorithm->iterations.size());
+    EXPECT_EQ(5.0f, algorithm->iterations[1].threshold);
+    EXPECT_EQ(3u, fire()->getIterationCount());
+    EXPECT_EQ(2, fire()->getMinValue()) << "the threshold of 5 fires at -8 g";
+    EXPECT_EQ(3, fire()->getMaxValue());
+    mpf_class value;
+    threshold->getRawValue(value);
+    EXPECT_EQ(10.0, value.get_d());
+}
+
+// Short channels are padded with their element 0; the channels must share one T0, and not a negative one.
+TEST_F(cAlgorithmStageTest, ShortChannelsArePaddedAndTimeOriginsMustAgree)
+{
+    runFile(crash);
+    algorithm->iterations.clear();
+    handOver({{0, {0, -1, -2, -3, -4}}, {0, {9, 5}}});
+    ASSERT_EQ(1u, algorithm->iterations.size());
+    EXPECT_EQ((std::vector<int32_t>{-4, 9}), algorithm->iterations[0].samples);
+    EXPECT_EQ(4u, algorithm->getSampleCount());
+    EXPECT_EQ("SimCore/cAlgorithm|cBadT0SynchronizationException|cAlgorithm::performIteration|" +
+                  std::string(cBadT0SynchronizationException("", "", 0).what()),
+              failureWithSourceOf(
+                  [&] {
+                      handOver({{100, {0, 1}}, {200, {0, 1}}});
+                  }));
+    auto const lineOf = [](auto call)
+    {
+        try
+        {
+            call();
+        }
+        catch (cKynException const& e)
+        {
+            return e.getLine();
+        }
+        return 0;
+    };
+    EXPECT_EQ(321, lineOf([&] { handOver({{100, {0, 1}}, {200, {0, 1}}}); }));
+    EXPECT_EQ(312, lineOf([&] { handOver({{-100, {0, 1}}, {-100, {0, 1}}}); }));
+}
+
+// What the file gives the stage, and what a save keeps: the listed items (the misspelt factor key as
+// it stood, the project's ECU version when the file has none), never the others; the held file then
+// follows the new name. A locked file is refused.
+TEST_F(cAlgorithmStageTest, TheAlgorithmFileIsReadAndSavedWithTheItemsItKeeps)
+{
+    EXPECT_EQ("Threshold|SW 3.1|1|3|mm|0.5",
+              algorithm->getAlgorithmName() + "|" + algorithm->getEcuVersionFromCfg() + "|" +
+                  std::to_string(algorithm->getTimeEventsPrecisionForMs()) + "|" +
+                  std::to_string(algorithm->getDisplacementPrecision()) + "|" +
+                  algorithm->getDisplacementUnit() + "|" +
+                  std::to_string(algorithm->getDisplacementConversionFactor().get_d()).substr(0, 3));
+    EXPECT_EQ("1.2|Draft|VP-17|history.txt", algorithm->getSoftVersion() + "|" + algorithm->getStatus() +
+                                                 "|" + algorithm->getValidationPlan() + "|" +
+                                                 algorithm->getHistoryFile());
+    std::string const saved = tempPath("saved.cfg");
+    algorithm->save("saved", true, saved, false);
+    std::string const text = readText(saved);
+    EXPECT_EQ(std::string::npos, text.find("Reviewer"));
+    EXPECT_NE(std::string::npos, text.find("Displacement Convertion Factor = 0.5\nECU Version = SW 3.1\n"));
+    EXPECT_NE(std::string::npos, text.find("Time Events List {\n    Time Event {\n        Name = Fire\n"));
+    EXPECT_EQ(saved, algorithm->getConfigurationFile()->getFileName());
+    EXPECT_EQ(tempPath("algorithm.cfg"), algorithm->getRealName());
+    EXPECT_EQ("Threshold", cThresholdAlgorithm(saved).getAlgorithmName()) << "the saved file reads back";
+
+    algorithm->getConfigurationFile()->setWritable(false);
+    EXPECT_EQ("cFileNotWritableException|cAlgorithm::saveSettings|The file is not writable.",
+              failureOf([&] { algorithm->saveSettings("again", true, "", false, false); }));
+    writeText(tempPath("bad.cfg"), "Name = Bad\nTime Events Precision Frequency = 3000\n"
+                                   "Displacement Conversion Factor = +(\n");
+    EXPECT_EQ(
+        "cInvalidSymbolDefinition|cAlgorithm::setConfigurationWithExtraTimeEvents|Invalid definition of "
+        "\" The conversion factor of displacement\" (\"+(\"): \"+(\" is not correct",
+        failureOf([&] { cThresholdAlgorithm(tempPath("bad.cfg")); }));
 }

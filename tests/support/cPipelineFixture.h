@@ -4,6 +4,7 @@
 // one crash file the way the computation manager does.
 #pragma once
 
+#include "SimCore/cAlgorithm.h"
 #include "SimCore/cChannel.h"
 #include "SimCore/cKynFile.h"
 #include "SimCore/cKynFileList.h"
@@ -54,8 +55,8 @@ protected:
         return file;
     }
 
-    // RESET_MSG and FILE_CHANGED_MSG to vehicle, channels and unit, in that order, then RUN_TEST_MSG to
-    // the vehicle. In simulation mode the whole sweep has run when this returns.
+    // RESET_MSG and FILE_CHANGED_MSG to vehicle, channels, unit and the active algorithm, in that order,
+    // then RUN_TEST_MSG to the vehicle. In simulation mode the whole sweep has run when this returns.
     void runFile(cKynFile* file)
     {
         myActiveFile = file;
@@ -65,6 +66,8 @@ protected:
             for (cChannel* channel : channels())
                 channel->ProcessMessage(message, nullptr);
             myActiveUnit->ProcessMessage(message, nullptr);
+            if (myActiveAlgorithm != nullptr)
+                myActiveAlgorithm->ProcessMessage(message, nullptr);
         }
         myActiveVehicle->ProcessMessage(RUN_TEST_MSG, nullptr);
     }
