@@ -687,7 +687,9 @@ mpf_class cAlgorithm::getMaxDisplacement() const
 
 mpf_class cAlgorithm::getDisplacementConversionFactor() const
 {
-    return m_displacementConversionFactor->evaluate();
+    // A file whose factor failed leaves the stage without one: the displacement stays in raw units.
+    return m_displacementConversionFactor != nullptr ? m_displacementConversionFactor->evaluate()
+                                                     : mpf_class(1);
 }
 
 mpf_class cAlgorithm::computeConvertedDisplacementValue(mpf_class const& value) const

@@ -99,6 +99,7 @@ public:
     // value * the evaluated displacement conversion factor.
     mpf_class computeConvertedDisplacementValue(mpf_class const& value) const;
     cStorage<mpfClass*> getConvertedDisplacement() const;
+    // The evaluated factor; 1 when the file's factor failed to build.
     mpf_class getDisplacementConversionFactor() const;
     std::string getDisplacementUnit() const { return m_displacementUnit; }
     int32_t getDisplacementPrecision() const { return m_displacementPrecision; }
