@@ -440,15 +440,19 @@ void cAlgorithm::performIteration()
         if (signal->getT0() != m_t0)
             throw cBadT0SynchronizationException(kSource, "cAlgorithm::performIteration", 321);
     }
-    // Every channel gets sample count integers; a short one is padded with its element 0.
+    // Every channel gets sample count integers; a short one is padded with its element 0. The count
+    // is read once: a store through out may alias the member, which would keep the loop scalar.
+    unsigned int const count = m_sampleCount;
     for (auto const& [channel, signal] : m_inputSignals)
     {
-        unsigned int* const out = getStorageArray(channel).addUninitialised(m_sampleCount);
+        unsigned int* const out = getStorageArray(channel).addUninitialised(count);
         float const* const in = signal->data();
         unsigned int const own = ownSamples(signal);
         unsigned int const pad = truncatedSample(elementZero(signal));
-        for (unsigned int s = 0; s < m_sampleCount; ++s)
-            out[s] = s < own ? truncatedSample(in[s + 1]) : pad;
+        for (unsigned int s = 0; s < own; ++s)
+            out[s] = truncatedSample(in[s + 1]);
+        for (unsigned int s = own; s < count; ++s)
+            out[s] = pad;
     }
     initialiseForFirstIteration();
 
