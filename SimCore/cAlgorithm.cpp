@@ -57,6 +57,18 @@ unsigned int truncatedSample(float value)
     return static_cast<unsigned int>(whole);
 }
 
+// Element 0 is the dummy at T0 that every stage puts in front; an empty signal counts as a 0.
+float elementZero(cSignalStorage<float> const* signal)
+{
+    return signal != nullptr && signal->size() != 0 ? (*signal)[0] : 0.0f;
+}
+
+// The samples behind element 0.
+unsigned int ownSamples(cSignalStorage<float> const* signal)
+{
+    return signal != nullptr && signal->size() != 0 ? signal->size() - 1 : 0u;
+}
+
 // The keys the algorithm file keeps when it is saved; any other item is dropped.
 char const* const kKeptItems[] = {"Name",
                                   "Algorithm Version",
@@ -411,14 +423,45 @@ void cAlgorithm::prepareForTest()
     m_sampleCount = 0;
 }
 
+// Every channel gets sample count integers; a short one is padded with its element 0. The count is
+// read once: a store through out may alias the member, which would keep the loop scalar.
+void cAlgorithm::fillSampleArrays()
+{
+    unsigned int const count = m_sampleCount;
+    for (auto const& [channel, signal] : m_inputSignals)
+    {
+        unsigned int* const out = getStorageArray(channel).addUninitialised(count);
+        float const* const in = signal->data();
+        unsigned int const own = ownSamples(signal);
+        unsigned int const pad = truncatedSample(elementZero(signal));
+        for (unsigned int s = 0; s < own; ++s)
+            out[s] = truncatedSample(in[s + 1]);
+        for (unsigned int s = own; s < count; ++s)
+            out[s] = pad;
+    }
+}
+
+// The acceleration of getDisplacementAccValue integrated twice, one number per step from 0.
+void cAlgorithm::integrateDisplacement()
+{
+    if (m_sampleCount != 0)
+    {
+        m_velocityAccumulator = 0.0;
+        m_displacementAccumulator = 0.0;
+        m_displacement.reserve(m_sampleCount);
+        addDisplacement(mpf_class(0));
+        for (unsigned int i = 1; i < m_sampleCount; ++i)
+        {
+            m_velocityAccumulator += double(getDisplacementAccValue(i));
+            m_displacementAccumulator += m_velocityAccumulator;
+            addDisplacement(mpf_class(m_displacementAccumulator));
+        }
+    }
+}
+
 void cAlgorithm::performIteration()
 {
     prepareForTest();
-    // Element 0 is the dummy at T0 that every stage puts in front; an empty signal counts as a 0.
-    auto const elementZero = [](cSignalStorage<float> const* signal)
-    { return signal != nullptr && signal->size() != 0 ? (*signal)[0] : 0.0f; };
-    auto const ownSamples = [](cSignalStorage<float> const* signal)
-    { return signal != nullptr && signal->size() != 0 ? signal->size() - 1 : 0u; };
     for (auto const& [channel, signal] : m_inputSignals)
         getStorageArray(channel).add(truncatedSample(elementZero(signal)));
     initialiseWithFirstDataSamples();
@@ -440,35 +483,10 @@ void cAlgorithm::performIteration()
         if (signal->getT0() != m_t0)
             throw cBadT0SynchronizationException(kSource, "cAlgorithm::performIteration", 321);
     }
-    // Every channel gets sample count integers; a short one is padded with its element 0. The count
-    // is read once: a store through out may alias the member, which would keep the loop scalar.
-    unsigned int const count = m_sampleCount;
-    for (auto const& [channel, signal] : m_inputSignals)
-    {
-        unsigned int* const out = getStorageArray(channel).addUninitialised(count);
-        float const* const in = signal->data();
-        unsigned int const own = ownSamples(signal);
-        unsigned int const pad = truncatedSample(elementZero(signal));
-        for (unsigned int s = 0; s < own; ++s)
-            out[s] = truncatedSample(in[s + 1]);
-        for (unsigned int s = own; s < count; ++s)
-            out[s] = pad;
-    }
+    fillSampleArrays();
     initialiseForFirstIteration();
 
-    if (m_sampleCount != 0)
-    {
-        m_velocityAccumulator = 0.0;
-        m_displacementAccumulator = 0.0;
-        m_displacement.reserve(m_sampleCount);
-        addDisplacement(mpf_class(0));
-        for (unsigned int i = 1; i < m_sampleCount; ++i)
-        {
-            m_velocityAccumulator += double(getDisplacementAccValue(i));
-            m_displacementAccumulator += m_velocityAccumulator;
-            addDisplacement(mpf_class(m_displacementAccumulator));
-        }
-    }
+    integrateDisplacement();
     if (m_anyDefectUsed == 0)
     {
         for (auto& entry : m_defectArrays)

@@ -285,6 +285,9 @@ private:
     // Reads the file's items, the displacement factor, the criteria, the extra and own time events,
     // and keeps the file's "Tests List" as the test group.
     void setConfigurationWithExtraTimeEvents(std::string const& fileName, cConfigurationGroup* extra);
+    // The integer arrays of the channels' signals, and the displacement: the data of an iteration.
+    void fillSampleArrays();
+    void integrateDisplacement();
     // An item of the held file; with mandatory, a missing item throws the configuration tree's failure.
     std::string heldItem(char const* key, bool mandatory) const;
 

@@ -288,6 +288,9 @@ TEST_F(cAlgorithmStageTest, ShortChannelsArePaddedAndTimeOriginsMustAgree)
     ASSERT_EQ(1u, algorithm->iterations.size());
     EXPECT_EQ((std::vector<int32_t>{-4, 9}), algorithm->iterations[0].samples);
     EXPECT_EQ(4u, algorithm->getSampleCount());
+    handOver({{0, {0, -1, -2, -3, -4}}, {0, {}}});
+    EXPECT_EQ((std::vector<int32_t>{-4, 0}), algorithm->iterations.back().samples)
+        << "an empty signal reads 0";
     EXPECT_EQ("SimCore/cAlgorithm|cBadT0SynchronizationException|cAlgorithm::performIteration|" +
                   std::string(cBadT0SynchronizationException("", "", 0).what()),
               failureWithSourceOf(
