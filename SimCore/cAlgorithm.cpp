@@ -198,16 +198,8 @@ void cAlgorithm::loadFromConfiguration(cCfgInputFile* file, std::string const&, 
     cCriterionMgr::loadParameter(top->findConfigurationGroup("Criteria List", true), kStageName);
     KYN_TRACE(getLogger(), 3, "Ready to configure all time event for algorithm: " + m_algorithmName);
     cTimeEventMgr::loadParameter(top->findConfigurationGroup("Time Events List", true), kStageName);
-    if (keepFile)
-    {
-        if (getConfigurationFile() != nullptr)
-            m_defaultConfiguration = 0;
-        cFileConfigured::setConfiguration(file);
-    }
-    else
-    {
-        adoptConfigurationFileWithoutDeleting(file);
-    }
+    if (holdLoadedFile(file, keepFile))
+        m_defaultConfiguration = 0;
 }
 
 std::string cAlgorithm::heldItem(char const* key, bool mandatory) const

@@ -454,16 +454,8 @@ void cPreprocessing::loadFromConfiguration(cCfgInputFile* file, std::string cons
         }
         channel->start(1, nullptr, 0, false);
     }
-    if (keepFile)
-    {
-        if (getConfigurationFile() != nullptr)
-            m_defaultConfiguration = false;
-        cFileConfigured::setConfiguration(file);
-    }
-    else
-    {
-        adoptConfigurationFileWithoutDeleting(file);
-    }
+    if (holdLoadedFile(file, keepFile))
+        m_defaultConfiguration = false;
 }
 
 void cPreprocessing::buildFile(cConfigurationGroup* group)
@@ -481,32 +473,10 @@ void cPreprocessing::buildFile(cConfigurationGroup* group)
 
 void cPreprocessing::saveSettings(std::string comment, std::string const& file, bool keepBackup)
 {
-    std::string const project = myActiveProject != nullptr ? myActiveProject->getName() : std::string();
-    if (!file.empty())
-    {
-        cCfgInputFile* const newFile = cCfgInputFile::createFile(file.c_str(), 2, "Preprocessing", false);
-        try
-        {
-            buildFile(newFile->getTopGroup());
-            newFile->save(keepBackup, comment, project);
-        }
-        catch (cKynException&)
-        {
-            delete newFile;
-            throw;
-        }
-        cFileConfigured::setConfiguration(newFile);
+    if (saveOwnFile(comment, file, keepBackup, "Preprocessing",
+                    {kSource, "cPreprocessing::saveSettings", 804, 813},
+                    [this](cConfigurationGroup* group) { buildFile(group); }))
         m_defaultConfiguration = false;
-        return;
-    }
-    cCfgInputFile* const held = getConfigurationFile();
-    if (held == nullptr)
-        throw cNULLPointer(kSource, "cPreprocessing::saveSettings", 804, kOutOfMemory);
-    if (!held->isWritable())
-        refuseLockedFile(*held, kSource, "cPreprocessing::saveSettings", 813);
-    held->getTopGroup()->clear();
-    buildFile(held->getTopGroup());
-    held->save(keepBackup, comment, project);
 }
 
 void cPreprocessing::removeValuesFromCrashFile(unsigned long long crashFileAddress)

@@ -2,7 +2,10 @@
 
 #include "BaseKit/UserMessages.h"
 #include "BaseKit/cKynException.h"
+#include "SimCore/cProject.h"
 #include "StoreKit/cCfgInputFile.h"
+
+#include <memory>
 
 cFileConfigured::cFileConfigured() = default;
 
@@ -86,4 +89,42 @@ std::string cFileConfigured::getFileFilter(unsigned char)
 std::string cFileConfigured::getDefaultExtension(unsigned char)
 {
     return std::string();
+}
+
+bool cFileConfigured::holdLoadedFile(cCfgInputFile* file, bool keepFile)
+{
+    if (!keepFile)
+    {
+        m_configurationFile = file;
+        return false;
+    }
+    bool const replaced = m_configurationFile != nullptr;
+    cFileConfigured::setConfiguration(file);
+    return replaced;
+}
+
+bool cFileConfigured::saveOwnFile(std::string const& comment, std::string const& fileName, bool keepBackup,
+                                  char const* headerName, sSaveOrigin const& origin,
+                                  std::function<void(cConfigurationGroup*)> const& build)
+{
+    std::string const project = myActiveProject != nullptr ? myActiveProject->getName() : std::string();
+    if (!fileName.empty())
+    {
+        std::unique_ptr<cCfgInputFile> file(
+            cCfgInputFile::createFile(fileName.c_str(), cCfgInputFile::writeMode, headerName, false));
+        build(file->getTopGroup());
+        file->save(keepBackup, comment, project);
+        cFileConfigured::setConfiguration(file.release());
+        return true;
+    }
+    if (m_configurationFile == nullptr)
+        throw cNULLPointer(origin.source, origin.function, origin.noFileLine,
+                           "KYN Error (NULL Pointer). Out of memory ?\n");
+    if (!m_configurationFile->isWritable())
+        refuseLockedFile(*m_configurationFile, origin.source, origin.function, origin.lockedLine);
+    // The tree is written anew from the object, not added to what the file held.
+    m_configurationFile->getTopGroup()->clear();
+    build(m_configurationFile->getTopGroup());
+    m_configurationFile->save(keepBackup, comment, project);
+    return false;
 }

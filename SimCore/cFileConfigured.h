@@ -4,9 +4,11 @@
 // answers of the merge and save operations that only some derived classes implement.
 #pragma once
 
+#include <functional>
 #include <string>
 
 class cCfgInputFile;
+class cConfigurationGroup;
 struct sMergedItem;
 
 class cFileConfigured
@@ -40,9 +42,27 @@ protected:
     // a file. A cKynException gets "\nFile: " path appended and is rethrown with no file held.
     virtual void setConfiguration(std::string const& path);
     void deleteConfigurationFile();
-    // Holds file without deleting the one held before: a set loaded from a multi-preprocessing item's
-    // file works on that item's file, which the item gave up only while it is the selected one.
-    void adoptConfigurationFileWithoutDeleting(cCfgInputFile* file) { m_configurationFile = file; }
+    // The end of a load from file. keepFile: file becomes the object's own, replacing (and deleting)
+    // the one held; true when one was held, since the object's default configuration then ends.
+    // Otherwise file is only held, the earlier one not deleted: a module loaded from a
+    // multi-preprocessing item's file works on that item's file, which the item gave up only while it
+    // is the selected one.
+    bool holdLoadedFile(cCfgInputFile* file, bool keepFile);
+    // Where a saver reports its failures: a save over no file (cNULLPointer) and over a locked one.
+    struct sSaveOrigin
+    {
+        char const* source;
+        char const* function;
+        int noFileLine;
+        int lockedLine;
+    };
+    // The save of an object that writes its own file: to a new file, written with headerName and then
+    // held in place of the old one (true); or, for an empty name, over the held file (false), refused
+    // when there is none or it is locked. build fills a top group; the active project's name goes into
+    // the file.
+    bool saveOwnFile(std::string const& comment, std::string const& fileName, bool keepBackup,
+                     char const* headerName, sSaveOrigin const& origin,
+                     std::function<void(cConfigurationGroup*)> const& build);
     // The refusal every saver gives for a file locked against writing (a file of a batch, a reference
     // file): a warning "The file <name> is locked." with why files get locked and what to do, then
     // cFileNotWritableException with the caller's origin. Nothing is written.

@@ -19,7 +19,6 @@ cUnit* myActiveUnit = nullptr;
 namespace
 {
 char const* const kSource = "SimCore/cUnit";
-char const* const kOutOfMemory = "KYN Error (NULL Pointer). Out of memory ?\n";
 int const kParameterMask = 0x7F5827F;
 int const kCriterionMask = 0x2000B;
 
@@ -147,16 +146,8 @@ void cUnit::loadFromConfiguration(cCfgInputFile* file, std::string const& path, 
     cPreprocessorChainMgr::loadPreprocessors(preprocessors, path, this);
     m_testGroup = std::make_unique<cConfigurationGroup>(*tests);
 
-    if (keepFile)
-    {
-        if (getConfigurationFile() != nullptr)
-            m_defaultConfiguration = 0;
-        cFileConfigured::setConfiguration(file);
-    }
-    else
-    {
-        adoptConfigurationFileWithoutDeleting(file);
-    }
+    if (holdLoadedFile(file, keepFile))
+        m_defaultConfiguration = 0;
 }
 
 void cUnit::buildFile(cConfigurationGroup* group)
@@ -171,32 +162,9 @@ void cUnit::buildFile(cConfigurationGroup* group)
 
 void cUnit::saveSettings(std::string comment, std::string const& fileName, bool keepBackup)
 {
-    std::string const project = myActiveProject != nullptr ? myActiveProject->getName() : std::string();
-    if (!fileName.empty())
-    {
-        cCfgInputFile* const file = cCfgInputFile::createFile(fileName.c_str(), 2, "Unit", false);
-        try
-        {
-            buildFile(file->getTopGroup());
-            file->save(keepBackup, comment, project);
-        }
-        catch (cKynException&)
-        {
-            delete file;
-            throw;
-        }
-        cFileConfigured::setConfiguration(file);
+    if (saveOwnFile(comment, fileName, keepBackup, "Unit", {kSource, "cUnit::saveSettings", 161, 170},
+                    [this](cConfigurationGroup* group) { buildFile(group); }))
         m_defaultConfiguration = 0;
-        return;
-    }
-    cCfgInputFile* const held = getConfigurationFile();
-    if (held == nullptr)
-        throw cNULLPointer(kSource, "cUnit::saveSettings", 161, kOutOfMemory);
-    if (!held->isWritable())
-        refuseLockedFile(*held, kSource, "cUnit::saveSettings", 170);
-    held->getTopGroup()->clear();
-    buildFile(held->getTopGroup());
-    held->save(keepBackup, comment, project);
 }
 
 cSignalStorage<float>* cUnit::getOutputStorage(cChannel const* channel) const

@@ -31,11 +31,6 @@ std::vector<std::string> usedChannels()
 {
     return myActiveProject != nullptr ? myActiveProject->getUsedChannels() : std::vector<std::string>();
 }
-
-std::string projectName()
-{
-    return myActiveProject != nullptr ? myActiveProject->getName() : std::string();
-}
 } // namespace
 
 cVehicle::cVehicle(std::string name, std::string const& fileName, std::string const& path)
@@ -147,16 +142,8 @@ void cVehicle::loadFromConfiguration(cCfgInputFile* file, std::string const& pat
     cPreprocessorChainMgr::loadPreprocessors(preprocessors, path, this);
     m_testGroup = std::make_unique<cConfigurationGroup>(*tests);
 
-    if (keepFile)
-    {
-        if (getConfigurationFile() != nullptr)
-            m_defaultConfiguration = 0;
-        cFileConfigured::setConfiguration(file);
-    }
-    else
-    {
-        adoptConfigurationFileWithoutDeleting(file);
-    }
+    if (holdLoadedFile(file, keepFile))
+        m_defaultConfiguration = 0;
 }
 
 void cVehicle::loadCriteria(cConfigurationGroup* group)
@@ -189,31 +176,10 @@ void cVehicle::buildFile(cConfigurationGroup* group)
 
 void cVehicle::saveSettings(std::string comment, std::string const& fileName, bool keepBackup)
 {
-    if (!fileName.empty())
-    {
-        cCfgInputFile* const file = cCfgInputFile::createFile(fileName.c_str(), 2, "Mechanical Step", false);
-        try
-        {
-            buildFile(file->getTopGroup());
-            file->save(keepBackup, comment, projectName());
-        }
-        catch (cKynException&)
-        {
-            delete file;
-            throw;
-        }
-        cFileConfigured::setConfiguration(file);
+    if (saveOwnFile(comment, fileName, keepBackup, "Mechanical Step",
+                    {kSource, "cVehicle::saveSettings", 471, 482},
+                    [this](cConfigurationGroup* group) { buildFile(group); }))
         m_defaultConfiguration = 0;
-        return;
-    }
-    cCfgInputFile* const held = getConfigurationFile();
-    if (held == nullptr)
-        throw cNULLPointer(kSource, "cVehicle::saveSettings", 471, kOutOfMemory);
-    if (!held->isWritable())
-        refuseLockedFile(*held, kSource, "cVehicle::saveSettings", 482);
-    held->getTopGroup()->clear();
-    buildFile(held->getTopGroup());
-    held->save(keepBackup, comment, projectName());
 }
 
 void cVehicle::changeFile()
