@@ -4,8 +4,15 @@
 #include "BaseKit/UserMessages.h"
 #include "BaseKit/cKynException.h"
 #include "SimCore/cAlgorithm.h"
+#include "SimCore/cCalibration.h"
+#include "SimCore/cChannel.h"
 #include "SimCore/cDriftParameter.h"
+#include "SimCore/cKynFile.h"
+#include "SimCore/cKynFileList.h"
+#include "SimCore/cKynMultiPreprocessingItem.h"
+#include "SimCore/cKynMultiPreprocessingMgr.h"
 #include "SimCore/cTestMgr.h"
+#include "SimCore/cUnit.h"
 #include "SimCore/cVehicle.h"
 
 #include <memory>
@@ -61,13 +68,276 @@ bool cComputationManager::ProcessMessage(unsigned int message, cMessage* data)
     KYN_TRACE(m_logger, 4,
               getName() + " thread/cComputationManager::ProcessMessage: received " + name + "(" +
                   std::to_string(message) + ") ");
-    if (message == QUIT_MSG)
+    switch (message)
+    {
+    case QUIT_MSG:
         return true;
-    if (message == END_OF_TEST_MSG)
+    case START_TEST_MSG:
+        // A second start during a run is ignored.
+        if (getComputationsState() == computationsRunning)
+            return false;
+        try
+        {
+            attachQueue();
+            OnStartTestMsg();
+            m_currentItemIndex = 0;
+            ProcessNextMultiPpItem();
+        }
+        catch (cKynException& failure)
+        {
+            if (getComputationsState() == computationsRunning)
+                setComputationsState(computationsFailed);
+            sendToHost(kTestEndedMessage);
+            doException(failure);
+        }
+        return false;
+    default:
         KYN_TRACE(m_logger, 3, "Received END_OF_TEST_MSG");
-    // A report of a test that no longer runs falls away; the walk of a running test comes with the
-    // run control.
+        try
+        {
+            onEndOfTest();
+        }
+        catch (std::bad_alloc const&)
+        {
+            cMemoryAllocationFailed failure(kSource, "cComputationManager::ProcessMessage", __LINE__);
+            OnEndOfTestException();
+            doException(failure);
+        }
+        catch (cKynException& failure)
+        {
+            OnEndOfTestException();
+            doException(failure);
+        }
+        return false;
+    }
+}
+
+void cComputationManager::onEndOfTest()
+{
+    // Late reports of a finished test fall away here.
+    if (getComputationsState() != computationsRunning)
+        return;
+    if (isStopAsked())
+    {
+        for (uint32_t message : {kMechanicalIterationMessage, kElectronicIterationMessage,
+                                 kAcquisitionIterationMessage, kAlgorithmIterationMessage})
+            sendToHost(message);
+        KYN_TRACE(m_logger, 3, "Iteration on MPP item cancelled");
+        setComputationsState(computationsCancelled);
+        resetStagesNominalValues();
+        EndOfAlgorithmCheck();
+        return;
+    }
+    if (myActiveFileList == nullptr)
+    {
+        KYN_TRACE(m_logger, 3, "Iteration on MPP item ends");
+        moveToNextItemWithUsedFile();
+        ProcessNextMultiPpItem();
+        return;
+    }
+    unsigned int cursor = m_currentFileIndex;
+    if (cKynFile* const next = myActiveFileList->nextUsedFile(cursor); next != nullptr)
+    {
+        m_currentFileIndex = cursor;
+        KYN_TRACE(m_logger, 3, "Iteration on MPP item continues " + std::to_string(m_currentFileIndex));
+        m_currentIteration.fetch_add(1, std::memory_order_relaxed);
+        incrementFileIterationNbr();
+        sendToHost(kFileIterationMessage);
+        myActiveFile = next;
+        changeFile();
+        if (myActiveVehicle != nullptr)
+            postMessageToThread(myActiveVehicle, RUN_TEST_MSG);
+        else
+            EndOfAlgorithmCheck();
+        return;
+    }
+    for (uint32_t message : {kMechanicalIterationMessage, kElectronicIterationMessage,
+                             kAcquisitionIterationMessage, kAlgorithmIterationMessage})
+        sendToHost(message);
+    KYN_TRACE(m_logger, 3, "Iteration on MPP item ends");
+    resetStagesNominalValues();
+    moveToNextItemWithUsedFile();
+    ProcessNextMultiPpItem();
+}
+
+void cComputationManager::OnStartTestMsg()
+{
+    cScopeTrace const scope(m_logger, "cComputationManager::OnStartTestMsg L635");
+    computeAndSaveCurrentMultipreprocessingItemStepsPointNumber();
+    unsigned long long totals[5] = {0, 0, 0, 0, 0};
+    if (myActiveMultiPreprocessingMgr != nullptr)
+        for (cKynMultiPreprocessingItem const* item : myActiveMultiPreprocessingMgr->getMultiPpItems())
+        {
+            totals[0] += item->getFileIterations();
+            totals[1] += item->getMechanicalIterations();
+            totals[2] += item->getPreprocessingIterations();
+            totals[3] += item->getAcquisitionIterations();
+            totals[4] += item->getAlgorithmIterations();
+        }
+    setIterationTotals(uint32_t(totals[0]), uint32_t(totals[1]), uint32_t(totals[2]), uint32_t(totals[3]),
+                       uint32_t(totals[4]));
+    reset();
+    setComputationsState(computationsNotStarted);
+    if (myActiveAlgorithm != nullptr)
+        postMessageToThread(myActiveAlgorithm, RESET_MSG);
+    setComputationsState(computationsRunning);
+    sendToHost(kTestStartedMessage);
+    m_stopAsked.store(0, std::memory_order_relaxed);
+    m_selectedItemAtStart =
+        myActiveMultiPreprocessingMgr != nullptr ? myActiveMultiPreprocessingMgr->getSelectedItemIndex() : 0;
+}
+
+bool cComputationManager::ProcessNextMultiPpItem()
+{
+    unsigned int const items =
+        myActiveMultiPreprocessingMgr != nullptr ? myActiveMultiPreprocessingMgr->getItemCount() : 0;
+    while (m_currentItemIndex < items)
+    {
+        SwitchToMultiPpItem(m_currentItemIndex);
+        if (myActiveFileList != nullptr && myActiveFileList->getFilesNumber() != 0)
+        {
+            m_currentFileIndex = 0;
+            unsigned int cursor = 0;
+            if (cKynFile* const first = myActiveFileList->firstUsedFile(cursor); first != nullptr)
+            {
+                m_currentFileIndex = cursor;
+                m_currentIteration.fetch_add(1, std::memory_order_relaxed);
+                incrementFileIterationNbr();
+                sendToHost(kFileIterationMessage);
+                myActiveFile = first;
+                changeFile();
+                if (myActiveVehicle != nullptr)
+                {
+                    postMessageToThread(myActiveVehicle, RUN_TEST_MSG);
+                    return true;
+                }
+            }
+        }
+        moveToNextItemWithUsedFile();
+    }
+    EndOfAlgorithmCheck();
     return false;
+}
+
+void cComputationManager::moveToNextItemWithUsedFile()
+{
+    unsigned int const items =
+        myActiveMultiPreprocessingMgr != nullptr ? myActiveMultiPreprocessingMgr->getItemCount() : 0;
+    ++m_currentItemIndex;
+    // The walk stops at the item count.
+    while (m_currentItemIndex < items)
+    {
+        cKynFileList const* const list =
+            myActiveMultiPreprocessingMgr->getItemFromIndex(m_currentItemIndex)->getFileList();
+        if (list != nullptr && list->getUsedFileNumber() != 0)
+            return;
+        ++m_currentItemIndex;
+    }
+}
+
+void cComputationManager::SwitchToMultiPpItem(unsigned int index)
+{
+    SendMessageA(getMainWndH(), kSelectMultiPreprocessingItemMessage, index, 1);
+    unsigned int points = 0;
+    if (myActiveVehicle != nullptr && isMechanicalSameIterationDrifted() &&
+        myActiveVehicle->cDriftParameterMgr::getParameterListSize() != 0 &&
+        !myActiveVehicle->currentDriftsHaveSameNumberOfIterations(points))
+    {
+        setComputationsState(computationsFailed);
+        sendToHost(kTestEndedMessage);
+        throw cForbiddenAction(kSource, "cComputationManager::SwitchToMultiPpItem", 679,
+                               "The mechanical drifts do not have the same number of points, cannot perform "
+                               "mechanical step with the same drift iteration.");
+    }
+    resetForNewMultiPreprocessingItem();
+    if (myActiveAlgorithm != nullptr)
+        myActiveAlgorithm->changeMultiPreprocessingItem();
+}
+
+void cComputationManager::EndOfAlgorithmCheck()
+{
+    if (!isAttachedQueueEmpty())
+        return;
+    SendMessageA(getMainWndH(), kSelectMultiPreprocessingItemMessage, m_selectedItemAtStart, 1);
+    if (getComputationsState() == computationsRunning)
+        setComputationsState(computationsFinished);
+    KYN_TRACE(m_logger, 3, "Iteration on all multipreprocessing items ends");
+    sendToHost(kTestEndedMessage);
+    detachQueue();
+}
+
+void cComputationManager::OnEndOfTestException()
+{
+    setComputationsState(computationsFailed);
+    sendToHost(kTestEndedMessage);
+    resetStagesNominalValues();
+}
+
+void cComputationManager::resetStagesNominalValues()
+{
+    if (myActiveVehicle != nullptr)
+        myActiveVehicle->resetAllNominalValues();
+    if (myActivePreprocessing != nullptr)
+    {
+        unsigned int cursor = 0;
+        for (cChannel* c = myActivePreprocessing->firstChannel(cursor); c != nullptr;
+             c = myActivePreprocessing->nextChannel(cursor))
+            c->resetAllNominalValues();
+    }
+    if (myActiveUnit != nullptr)
+        myActiveUnit->resetAllNominalValues();
+}
+
+void cComputationManager::startTest()
+{
+    if (getThreadHandle() == nullptr)
+        throw cForbiddenAction(kSource, "cComputationManager::startTest", __LINE__,
+                               "No test is listed: the computation manager has no thread to run a test on.");
+    for (int attempt = 0; attempt < 3; ++attempt)
+    {
+        if (platform::PostThreadMessageA(getThreadId(), START_TEST_MSG, 0, 0))
+            return;
+        platform::Sleep(100);
+    }
+    throw cMessageError(kSource, "cComputationManager::startTest", __LINE__);
+}
+
+uint32_t cComputationManager::start(int priority, void* parameter, unsigned long stackSize)
+{
+    return cKynThread::start(priority, parameter, stackSize, true);
+}
+
+void cComputationManager::resetForNewMultiPreprocessingItem()
+{
+    if (myActiveVehicle != nullptr)
+        postMessageToThread(myActiveVehicle, RESET_MSG);
+    if (myActivePreprocessing != nullptr)
+    {
+        unsigned int cursor = 0;
+        for (cChannel* c = myActivePreprocessing->firstChannel(cursor); c != nullptr;
+             c = myActivePreprocessing->nextChannel(cursor))
+            postMessageToThread(c, RESET_MSG);
+    }
+    if (myActiveUnit != nullptr)
+        postMessageToThread(myActiveUnit, RESET_MSG);
+    m_currentIteration.store(0, std::memory_order_relaxed);
+}
+
+void cComputationManager::changeFile()
+{
+    if (myActiveVehicle != nullptr)
+        postMessageToThread(myActiveVehicle, FILE_CHANGED_MSG);
+    if (myActivePreprocessing != nullptr)
+    {
+        unsigned int cursor = 0;
+        for (cChannel* c = myActivePreprocessing->firstChannel(cursor); c != nullptr;
+             c = myActivePreprocessing->nextChannel(cursor))
+            postMessageToThread(c, FILE_CHANGED_MSG);
+    }
+    if (myActiveUnit != nullptr)
+        postMessageToThread(myActiveUnit, FILE_CHANGED_MSG);
+    if (myActiveAlgorithm != nullptr)
+        postMessageToThread(myActiveAlgorithm, FILE_CHANGED_MSG);
 }
 
 void cComputationManager::reset()
@@ -162,11 +432,169 @@ void cComputationManager::removeAllTests()
     stop(false);
 }
 
+namespace
+{
+// Each channel of the active preprocessing set, in order.
+template <class F> void forEachChannel(F call)
+{
+    if (myActivePreprocessing == nullptr)
+        return;
+    unsigned int cursor = 0;
+    for (cChannel* c = myActivePreprocessing->firstChannel(cursor); c != nullptr;
+         c = myActivePreprocessing->nextChannel(cursor))
+        call(*c);
+}
+
+void emptyForQuery(cStorage<cDriftParameter*>& parameters)
+{
+    parameters.setGrowthStep(10);
+    parameters.clear();
+}
+
+// The product of the point numbers of a stage's current drifts, 1 with none.
+unsigned long long pointProduct(cDriftParameterMgr const& stage)
+{
+    cStorage<cDriftParameter*> drifts(10);
+    stage.getCurrentDrifts(drifts);
+    unsigned long long product = 1;
+    for (unsigned int i = 0; i < drifts.size(); ++i)
+        product *= drifts[i]->getPointNumber();
+    return product;
+}
+} // namespace
+
 void cComputationManager::getDriftedParametersList(cStorage<cDriftParameter*>& parameters) const
 {
-    for (cDriftParameterMgr const* stage : m_driftStages)
-        if (stage != nullptr)
-            stage->getCurrentDrifts(parameters);
+    emptyForQuery(parameters);
+    if (myActiveVehicle != nullptr)
+        myActiveVehicle->getCurrentDrifts(parameters);
+    forEachChannel([&](cChannel& c) { c.getCurrentDrifts(parameters); });
+    if (myActiveUnit != nullptr)
+        myActiveUnit->getCurrentDrifts(parameters);
+    if (myActiveCalibration != nullptr)
+        myActiveCalibration->getCurrentDrifts(parameters);
+}
+
+void cComputationManager::getMechanicalDriftedParameters(cStorage<cDriftParameter*>& parameters) const
+{
+    emptyForQuery(parameters);
+    if (myActiveVehicle != nullptr)
+        myActiveVehicle->getCurrentDrifts(parameters);
+}
+
+void cComputationManager::getPreprocessiogDriftedParameters(cStorage<cDriftParameter*>& parameters) const
+{
+    emptyForQuery(parameters);
+    forEachChannel([&](cChannel& c) { c.getCurrentDrifts(parameters); });
+}
+
+void cComputationManager::getAcquisitionDriftedParameters(cStorage<cDriftParameter*>& parameters) const
+{
+    emptyForQuery(parameters);
+    if (myActiveUnit != nullptr)
+        myActiveUnit->getCurrentDrifts(parameters);
+}
+
+void cComputationManager::getAlgorithmDriftedParameters(cStorage<cDriftParameter*>& parameters) const
+{
+    emptyForQuery(parameters);
+    if (myActiveCalibration != nullptr)
+        myActiveCalibration->getCurrentDrifts(parameters);
+}
+
+void cComputationManager::getModifiedMechanicalParams(cStorage<cDriftParameter*>& parameters) const
+{
+    emptyForQuery(parameters);
+    if (myActiveVehicle != nullptr)
+        myActiveVehicle->getModifiedDriftParams(parameters);
+}
+
+void cComputationManager::getModifiedElectronicParams(cStorage<cDriftParameter*>& parameters) const
+{
+    emptyForQuery(parameters);
+    forEachChannel([&](cChannel& c) { c.getModifiedDriftParams(parameters); });
+}
+
+void cComputationManager::getModifiedAcquisitionParams(cStorage<cDriftParameter*>& parameters) const
+{
+    emptyForQuery(parameters);
+    if (myActiveUnit != nullptr)
+        myActiveUnit->getModifiedDriftParams(parameters);
+}
+
+unsigned int cComputationManager::getDriftParameterIdx(cDriftParameter* parameter) const
+{
+    cStorage<cDriftParameter*> drifted(10);
+    getDriftedParametersList(drifted);
+    for (unsigned int i = 0; i < drifted.size(); ++i)
+        if (drifted[i] == parameter)
+            return i;
+    return 0xFFFFFFFF;
+}
+
+void cComputationManager::getCurrentMultipreprocessingItemStepsPointNumber(
+    unsigned long long& files, unsigned long long& mechanical, cStorage<unsigned long long>& channels,
+    unsigned long long& electronic, unsigned long long& acquisition, unsigned long long& algorithm) const
+{
+    files = myActiveFileList != nullptr ? myActiveFileList->getUsedFileNumber() : 0;
+    mechanical = 1;
+    if (myActiveVehicle != nullptr)
+    {
+        cStorage<cDriftParameter*> drifts(10);
+        myActiveVehicle->getCurrentDrifts(drifts);
+        if (drifts.size() != 0)
+            mechanical = isMechanicalSameIterationDrifted() ? drifts[0]->getPointNumber()
+                                                            : pointProduct(*myActiveVehicle);
+    }
+    channels.clear();
+    electronic = 1;
+    forEachChannel(
+        [&](cChannel& c)
+        {
+            channels.add(pointProduct(c));
+            electronic *= channels[channels.size() - 1];
+        });
+    acquisition = myActiveUnit != nullptr ? pointProduct(*myActiveUnit) : 1;
+    algorithm = myActiveCalibration != nullptr ? pointProduct(*myActiveCalibration) : 1;
+}
+
+void cComputationManager::computeAndSaveCurrentMultipreprocessingItemStepsPointNumber()
+{
+    if (myActiveMultiPreprocessingMgr == nullptr || myActiveMultiPreprocessingMgr->getItemCount() == 0)
+        return;
+    unsigned long long files = 0, mechanical = 0, electronic = 0, acquisition = 0, algorithm = 0;
+    cStorage<unsigned long long> channels(10);
+    getCurrentMultipreprocessingItemStepsPointNumber(files, mechanical, channels, electronic, acquisition,
+                                                     algorithm);
+    unsigned long long sum = 0;
+    for (unsigned int i = 0; i < channels.size(); ++i)
+        sum += channels[i];
+    unsigned long long savedFiles = files;
+    unsigned long long savedMechanical = files * mechanical;
+    unsigned long long savedElectronic = sum * files * mechanical;
+    unsigned long long savedAcquisition = files * mechanical * electronic * acquisition;
+    unsigned long long savedAlgorithm = savedAcquisition * algorithm;
+    myActiveMultiPreprocessingMgr->getSelectedItem()->setStepsPointNumber(
+        savedFiles, savedMechanical, savedElectronic, savedAcquisition, savedAlgorithm);
+}
+
+void cComputationManager::getTotalStepsPointNumber(unsigned long long& files, unsigned long long& mechanical,
+                                                   unsigned long long& electronic,
+                                                   unsigned long long& acquisition,
+                                                   unsigned long long& algorithm)
+{
+    computeAndSaveCurrentMultipreprocessingItemStepsPointNumber();
+    files = mechanical = electronic = acquisition = algorithm = 0;
+    if (myActiveMultiPreprocessingMgr == nullptr)
+        return;
+    for (cKynMultiPreprocessingItem const* item : myActiveMultiPreprocessingMgr->getMultiPpItems())
+    {
+        files += item->getFileIterations();
+        mechanical += item->getMechanicalIterations();
+        electronic += item->getPreprocessingIterations();
+        acquisition += item->getAcquisitionIterations();
+        algorithm += item->getAlgorithmIterations();
+    }
 }
 
 void cComputationManager::getIterationDriftCombinationIdx(unsigned int iteration,

@@ -1,9 +1,10 @@
 // The conductor of a computation: the only receiver of START_TEST_MSG and END_OF_TEST_MSG, owner of
 // the test views, keeper of the run state that the rest of the model consults (a parameter tells
 // the host of a change only while no computation runs). Exactly one exists, published in
-// myActiveComputationManager. It also keeps the five progress counters that the stages advance and
-// the host shows, and the two options the vehicle and the unit read. The walk over items and files
-// that START_TEST_MSG begins is added with the run control.
+// myActiveComputationManager. A test walks the multi-preprocessing items and, within each, the used
+// crash files: for each file the vehicle is started and its END_OF_TEST_MSG moves the walk on. The
+// manager keeps the five progress counters that the stages advance and the host shows, and the
+// options the vehicle and the unit read.
 #pragma once
 
 #include "BaseKit/cStorage.h"
@@ -47,6 +48,10 @@ constexpr uint32_t kElectronicIterationMessage = 2526;
 constexpr uint32_t kAcquisitionIterationMessage = 2527;
 constexpr uint32_t kAlgorithmIterationMessage = 2528;
 constexpr uint32_t kComputationOptionsMessage = 2533;
+// The host makes the item of that index (wParam, lParam 1) the active one before returning.
+constexpr uint32_t kSelectMultiPreprocessingItemMessage = 2067;
+constexpr uint32_t kTestStartedMessage = 2529;
+constexpr uint32_t kTestEndedMessage = 2530;
 
 class cComputationManager : public cKynThread
 {
@@ -57,12 +62,19 @@ public:
 
     ObjectLogger& logger() { return m_logger; }
 
-    // The messages that need no running test. QUIT_MSG ends the loop (true). END_OF_TEST_MSG is
-    // ignored while no test runs: a late report of an ended test falls away. START_TEST_MSG is only
-    // traced here. Any other id throws cUnknownMessageError (line 884). Each is traced at level 4
-    // first ("Test thread/cComputationManager::ProcessMessage: received QUIT_MSG(65536) "); data is
-    // deleted at entry in every case.
+    // QUIT_MSG ends the loop (true). START_TEST_MSG starts a test unless one runs; a failure sets the
+    // state failed, sends 2530 and is reported. END_OF_TEST_MSG of the running test moves on to the next
+    // used file, the next item, or the end (cancelled when a stop was asked); ignored while no test
+    // runs. Any other id throws cUnknownMessageError (line 884). Each is traced at level 4 first
+    // ("Test thread/cComputationManager::ProcessMessage: received QUIT_MSG(65536) "); data is deleted at
+    // entry in every case.
     bool ProcessMessage(unsigned int message, cMessage* data) override;
+
+    // The host's start of a test: START_TEST_MSG into this manager's own thread queue, never as a nested
+    // call (the test would run on the host's thread while the manager's waits), in simulation mode too.
+    // Up to 3 attempts 100 ms apart (a new thread's queue exists once it first waits), then
+    // cMessageError. Without a listed test there is no thread: cForbiddenAction. The end comes as 2530.
+    void startTest();
 
     // Run control. The flag and the state are read from every thread without a lock: a reader may
     // see a change one poll late, which the run tolerates. They are relaxed atomics so that such a
@@ -98,9 +110,17 @@ public:
     bool shouldNotifyElectronicIterationNbr() const { return twentiethOfTotal(m_electronic); }
     bool shouldNotifyAcquisitionIterationNbr() const { return tenth(m_acquisition); }
     bool shouldNotifyAlgorithmIterationNbr() const { return tenth(m_algorithm); }
+    // Virtual operations added to those of cKynThread, in the order of their slots.
+    // Always a thread, also in simulation mode.
+    virtual uint32_t start(int priority, void* parameter, unsigned long stackSize);
     // Zeroes the five numbers (the totals stay) and sends 2524 to 2528 in that order, so that the
     // host clears its progress.
     virtual void reset();
+    // RESET_MSG to vehicle, channels and unit (each that exists); the current iteration to 0.
+    virtual void resetForNewMultiPreprocessingItem();
+    // FILE_CHANGED_MSG to vehicle, channels, unit and algorithm, each that exists, in that order.
+    virtual void changeFile();
+    using cKynThread::start;
 
     // The vehicle's drifts step together (point i of each in iteration i) instead of crossing. Set
     // on, every drift of the vehicle must have the same number of points: otherwise, unless silent,
@@ -137,11 +157,33 @@ public:
         return sParameterRange<cTestMgr>(m_tests.data(), m_tests.data() + m_tests.size());
     }
 
-    // The drift stages in pipeline order (vehicle, channels in order, unit, calibration), set by the
-    // project whenever its modules change; not owned.
-    void setDriftStages(std::vector<cDriftParameterMgr const*> stages) { m_driftStages = std::move(stages); }
-    // Appends the current drifts of every stage, in pipeline order.
+    // The drifted parameters, each query emptying the storage first (growth step 10): all of them in
+    // pipeline order (vehicle, channels in order, unit, active calibration), or those of one stage.
     void getDriftedParametersList(cStorage<cDriftParameter*>& parameters) const;
+    void getMechanicalDriftedParameters(cStorage<cDriftParameter*>& parameters) const;
+    void getPreprocessiogDriftedParameters(cStorage<cDriftParameter*>& parameters) const;
+    void getAcquisitionDriftedParameters(cStorage<cDriftParameter*>& parameters) const;
+    void getAlgorithmDriftedParameters(cStorage<cDriftParameter*>& parameters) const;
+    // The parameters whose value differs from their default, of the vehicle, the channels, the unit.
+    void getModifiedMechanicalParams(cStorage<cDriftParameter*>& parameters) const;
+    void getModifiedElectronicParams(cStorage<cDriftParameter*>& parameters) const;
+    void getModifiedAcquisitionParams(cStorage<cDriftParameter*>& parameters) const;
+    // The position in getDriftedParametersList, 0xFFFFFFFF when the parameter is not drifted.
+    unsigned int getDriftParameterIdx(cDriftParameter* parameter) const;
+
+    // The iterations each stage runs for the active objects: used files; vehicle (the first drift's
+    // points when its drifts step together, else the product, 1 without drift); each channel's product;
+    // all channels' (their product); unit; calibration.
+    void getCurrentMultipreprocessingItemStepsPointNumber(
+        unsigned long long& files, unsigned long long& mechanical, cStorage<unsigned long long>& channels,
+        unsigned long long& electronic, unsigned long long& acquisition, unsigned long long& algorithm) const;
+    // Saves into the selected item: files, files x mechanical, the channels' sum x files x mechanical,
+    // files x mechanical x electronic x acquisition, and that x algorithm (each cut to 32 bits).
+    void computeAndSaveCurrentMultipreprocessingItemStepsPointNumber();
+    // The selected item's counts saved, then the five counts summed over all items.
+    void getTotalStepsPointNumber(unsigned long long& files, unsigned long long& mechanical,
+                                  unsigned long long& electronic, unsigned long long& acquisition,
+                                  unsigned long long& algorithm);
     // The converted drift values of an iteration of one crash file, one new value per drifted
     // parameter in the order of getDriftedParametersList (the values held before are deleted). The
     // last drift varies fastest.
@@ -150,6 +192,20 @@ public:
     mpf_class getIterationConvertedDriftValue(unsigned int iteration, cDriftParameter* parameter) const;
 
 protected:
+    // The start of a test: step counts saved and summed into the totals, counters reset, the algorithm
+    // reset, state running, 2529, stop flag cleared, the selected item remembered.
+    void OnStartTestMsg();
+    // Walks from the current item to the first used file of an item and starts the vehicle on it (true);
+    // with none left, EndOfAlgorithmCheck (false).
+    bool ProcessNextMultiPpItem();
+    // 2067 for the item, the mechanical same-iteration check (line 679), the stages reset, the
+    // algorithm told.
+    void SwitchToMultiPpItem(unsigned int index);
+    // Unless the attached queue still holds messages: the item selected at the start given back (2067),
+    // finished if running, 2530, the queue detached.
+    void EndOfAlgorithmCheck();
+    // A failure during the walk: failed, 2530, nominal values back.
+    void OnEndOfTestException();
     // The totals the notification rules divide, summed by a test at its start.
     void setIterationTotals(uint32_t files, uint32_t mechanical, uint32_t electronic, uint32_t acquisition,
                             uint32_t algorithm);
@@ -186,7 +242,16 @@ private:
     sCounter m_acquisition;
     sCounter m_algorithm;
     cStorage<cTestMgr*> m_tests{10};
-    std::vector<cDriftParameterMgr const*> m_driftStages;
+    uint32_t m_selectedItemAtStart = 0;
+    uint32_t m_currentFileIndex = 0;
+    uint32_t m_currentItemIndex = 0;
+
+    // The END_OF_TEST_MSG of the running test.
+    void onEndOfTest();
+    // The next item index that has a used file, from m_currentItemIndex + 1 on.
+    void moveToNextItemWithUsedFile();
+    // resetAllNominalValues on vehicle, each channel and unit.
+    void resetStagesNominalValues();
 
     // One point index per drifted parameter, in the order of getDriftedParametersList.
     void getIterationDriftCombinationIdx(unsigned int iteration, cStorage<unsigned int>& pointIndexes) const;

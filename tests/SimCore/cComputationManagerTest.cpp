@@ -37,37 +37,6 @@ TEST_F(cComputationManagerTest, StateChangesAreTracedWithTheirNumbers)
     EXPECT_NE(std::string::npos, trace.lines()[0].find(" [Computations "));
 }
 
-TEST_F(cComputationManagerTest, IterationsSplitIntoDriftPointsWithTheLastDriftFastest)
-{
-    cIdleComputationManager manager;
-    cTestDriftList vehicle, unit;
-    std::string const keys = "Default = 1\nConversion Factor = 2\n";
-    std::vector<cDriftParameter*> const v = vehicle.load({"Mass", "Still"}, keys);
-    std::vector<cDriftParameter*> const u = unit.load({"Gain"}, keys);
-    v[0]->setRawDrift(10, 12, 8, 2, 0); // points 10 8 12
-    u[0]->setRawDrift(1, 2, 1, 1, 0);   // points 1 2
-    manager.setDriftStages({&vehicle, nullptr, &unit});
-
-    cStorage<cDriftParameter*> drifted(10);
-    manager.getDriftedParametersList(drifted);
-    EXPECT_EQ((std::vector<cDriftParameter*>{v[0], u[0]}), toVector(drifted));
-
-    cStorage<mpfClass*> values(5);
-    std::vector<std::vector<double>> combinations;
-    for (unsigned int iteration = 0; iteration < 7; ++iteration)
-    {
-        manager.getIterationConvertedDriftCombination(iteration, values); // frees what it held
-        combinations.push_back({values[0]->get().get_d(), values[1]->get().get_d()});
-    }
-    EXPECT_EQ(
-        (std::vector<std::vector<double>>{{20, 2}, {20, 4}, {16, 2}, {16, 4}, {24, 2}, {24, 4}, {20, 2}}),
-        combinations);
-    EXPECT_EQ(24.0, manager.getIterationConvertedDriftValue(5, v[0]).get_d());
-    EXPECT_EQ(2.0, manager.getIterationConvertedDriftValue(5, v[1]).get_d()); // not drifted: its own value
-    for (unsigned int i = 0; i < values.size(); ++i)
-        delete values[i];
-}
-
 TEST_F(cComputationManagerTest, TestsRunTheThreadWhileTheListIsNotEmptyAndLeaveTheMarginTests)
 {
     cOpenAlgorithm algorithm; // outlives the manager, which leaves its margin tests
@@ -226,4 +195,104 @@ TEST_F(cComputationOptionsTest, MechanicalDriftsStepTogetherOnlyWithTheSameNumbe
     // Both drifts step together: three vehicle iterations instead of nine.
     runFile(addCrash("crash.csh"));
     EXPECT_EQ(3u, myActiveVehicle->getFileIteration());
+}
+
+// The drifted parameters of the active stages in pipeline order; an iteration number splits into one
+// point per drift, the last drift fastest, and a parameter without drift gives its own value.
+TEST_F(cComputationOptionsTest, IterationsSplitIntoDriftPointsWithTheLastDriftFastest)
+{
+    openProject();
+    cDriftParameter* const body = myActiveVehicle->cDriftParameterMgr::getParameter("Body Gain");
+    cDriftParameter* const adc = myActiveUnit->cDriftParameterMgr::getParameter("ADC Gain");
+    body->setRawDrift(1, 2, 0, 1, 0); // points 1 0 2
+    adc->setRawDrift(1, 2, 1, 1, 0);  // points 1 2
+    for (cDriftManager* stage : std::vector<cDriftManager*>{myActiveVehicle, myActiveUnit})
+        stage->ProcessMessage(RESET_MSG, nullptr);
+    cComputationManager& manager = *myActiveComputationManager;
+    cStorage<cDriftParameter*> drifted(3);
+    drifted.add(nullptr);
+    manager.getDriftedParametersList(drifted);
+    EXPECT_EQ((std::vector<cDriftParameter*>{body, adc}), toVector(drifted)) << "emptied first";
+    EXPECT_EQ(1u, manager.getDriftParameterIdx(adc));
+    EXPECT_EQ(0xFFFFFFFFu,
+              manager.getDriftParameterIdx(channels()[0]->cDriftParameterMgr::getParameter("Offset ACU_X")));
+
+    cStorage<mpfClass*> values(5);
+    std::vector<std::vector<double>> combinations;
+    for (unsigned int iteration = 0; iteration < 7; ++iteration)
+    {
+        manager.getIterationConvertedDriftCombination(iteration, values); // frees what it held
+        combinations.push_back({values[0]->get().get_d(), values[1]->get().get_d()});
+    }
+    EXPECT_EQ((std::vector<std::vector<double>>{{1, 1}, {1, 2}, {0, 1}, {0, 2}, {2, 1}, {2, 2}, {1, 1}}),
+              combinations);
+    EXPECT_EQ(2.0, manager.getIterationConvertedDriftValue(5, body).get_d());
+    EXPECT_EQ(1.0, manager
+                       .getIterationConvertedDriftValue(
+                           5, channels()[0]->cDriftParameterMgr::getParameter("Sensitivity ACU_X"))
+                       .get_d());
+    for (unsigned int i = 0; i < values.size(); ++i)
+        delete values[i];
+}
+
+namespace
+{
+// A host window that records the message numbers and lets a test wait for the end of a test (2530).
+class cWaitingWindow : public IHostWindow
+{
+public:
+    cWaitingWindow() : m_previous(setMainWndH(this)) {}
+    ~cWaitingWindow() override { setMainWndH(m_previous); }
+    intptr_t sendMessage(uint32_t message, uintptr_t, intptr_t) override
+    {
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            m_messages.push_back(message);
+        }
+        if (message == kTestEndedMessage)
+            ended.notify();
+        return 0;
+    }
+    bool postMessage(uint32_t, uintptr_t, intptr_t) override { return true; }
+    std::vector<uint32_t> messages() const
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_messages;
+    }
+    cEventCounter ended;
+
+private:
+    IHostWindow* m_previous;
+    mutable std::mutex m_mutex;
+    std::vector<uint32_t> m_messages;
+};
+} // namespace
+
+// Two used files of the one item: the vehicle runs each, its report moves the walk on, and the test
+// finishes with the host told in order; a start during the run would have changed nothing.
+TEST_F(cComputationOptionsTest, ATestWalksTheUsedFilesAndFinishesWithTheHostToldInOrder)
+{
+    cWaitingWindow host;
+    openProject();
+    addCrash("crash.csh");
+    addCrash("crash.bin");
+    cComputationManager& manager = *myActiveComputationManager;
+    manager.addTest(new cTestMgr("Test"));
+    std::size_t const before = host.messages().size(); // the messages of the project's loading
+    manager.startTest();
+    ASSERT_TRUE(host.ended.waitFor(1));
+    EXPECT_EQ(computationsFinished, manager.getComputationsState());
+    std::vector<uint32_t> const sent = host.messages();
+    EXPECT_EQ((std::vector<uint32_t>{2524, 2525, 2526, 2527, 2528, 2529, 2067, 2524, 2525, 2526, 2526,
+                                     2524, 2525, 2526, 2526, 2525, 2526, 2527, 2528, 2067, 2530}),
+              std::vector<uint32_t>(sent.begin() + long(before), sent.end()));
+    EXPECT_EQ("2/2 2/2 4/4 2/2", std::to_string(manager.getFileIterationNbr().number) + "/" +
+                                     std::to_string(manager.getFileIterationNbr().total) + " " +
+                                     std::to_string(manager.getMechanicalIterationNbr().number) + "/" +
+                                     std::to_string(manager.getMechanicalIterationNbr().total) + " " +
+                                     std::to_string(manager.getElectronicIterationNbr().number) + "/" +
+                                     std::to_string(manager.getElectronicIterationNbr().total) + " " +
+                                     std::to_string(manager.getAcquisitionIterationNbr().number) + "/" +
+                                     std::to_string(manager.getAcquisitionIterationNbr().total));
+    manager.removeAllTests();
 }

@@ -158,12 +158,10 @@ TEST_F(cGraphParameterTest, ActivatingACurveAgainstAnAbscissaRecomputesTheMarksO
     // With a drift the run has many iterations: the marks are left alone.
     cDriftStage stage({"Name = P\n"});
     stage.getParameter("P")->setRawDrift(10, 15, 5, 5, 0);
-    computations.setDriftStages({&stage});
     square->setComputedOnce(false);
     criterion->activateGraph(&xyGraph, true);
     EXPECT_FALSE(square->isComputedOnce());
     EXPECT_TRUE(square->hasPoints());
-    computations.setDriftStages({});
 }
 
 TEST_F(cGraphParameterTest, ChangeFileCreatesValuesOnceAndAnEmptyEntryGivesValuesWithoutReset)

@@ -150,7 +150,6 @@ TEST_F(cTimeEventValuesForOneFileTest, HistogramKeepsTheDriftCombinationOfTheFir
     cDriftStage drifts({"Name = A\nConversion Factor = 2\n", "Name = B\n"});
     drifts.getParameter("A")->setRawDrift(10, 15, 5, 5, 0);
     drifts.getParameter("B")->setRawDrift(10, 30, 0, 10, 0);
-    computations.setDriftStages({&drifts});
     cTimeEventValuesForOneFile* values = startRun("TTF");
     // Iteration i takes point i / 4 of A and i % 4 of B: the last drift varies fastest.
     for (long ticks : {7L, 9L, 7L, -1L, 11L, 9L})
@@ -158,7 +157,6 @@ TEST_F(cTimeEventValuesForOneFileTest, HistogramKeepsTheDriftCombinationOfTheFir
     // 9 keeps the combination of iteration 1, not that of iteration 5.
     EXPECT_EQ((tHistogram{{-1, {1, {20, 30}}}, {7, {2, {20, 10}}}, {9, {2, {20, 0}}}, {11, {1, {10, 10}}}}),
               histogram(*values));
-    computations.setDriftStages({});
 }
 
 TEST_F(cTimeEventValuesForOneFileTest, FullMarginListAndTargetTimeFromDisplacement)

@@ -5,6 +5,7 @@
 
 #include "BaseKit/cKynException.h"
 #include "PlotKit/cScatterGraph.h"
+#include "SimCore/cCalibration.h"
 #include "SimCore/cCriterion.h"
 #include "SimCore/cDriftParameter.h"
 #include "SimCore/cTestGraphSerie.h"
@@ -119,12 +120,12 @@ inline void expectFileGetters(cGraphObject& object, cGraphObject& loose, cKynFil
     EXPECT_FALSE(loose.SetIfItIsToBeDrawn(0, false));
 }
 
-// A drift stage of "Parameter" groups with these items, each over the default range -4 to 40 by 2.
-class cDriftStage : public cDriftParameterMgr
+// The active calibration as a source of drifted parameters: "Parameter" groups with these items, each
+// over the default range -4 to 40 by 2. It is myActiveCalibration while it lives.
+class cDriftStage : public cCalibration
 {
 public:
-    explicit cDriftStage(std::initializer_list<std::string> groups)
-        : cDriftParameterMgr("Parameter", "Parameters List")
+    explicit cDriftStage(std::initializer_list<std::string> groups) : cCalibration(std::string())
     {
         std::string text;
         for (std::string const& items : groups)
@@ -133,7 +134,14 @@ public:
         cConfigurationGroup group;
         cConfigurationReader::read(text, "drifts.cfg", group);
         loadParameter(&group, "");
+        myActiveCalibration = this;
     }
+    ~cDriftStage() override
+    {
+        if (myActiveCalibration == this)
+            myActiveCalibration = nullptr;
+    }
+    std::string getAlgorithmGeneration() const override { return "test generation"; }
 };
 
 // The source named by the family exception that call throws, or "no exception".
