@@ -8,9 +8,13 @@
 #include "SimCore/cSymbolManager.h"
 #include "StoreKit/cConfigurationGroup.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 #include <memory>
+#include <numbers>
+#include <numeric>
 #include <vector>
 
 namespace
@@ -67,6 +71,126 @@ bool buildCumulative(std::vector<double> const& density, std::vector<double>& cu
         cumulative[k] = running / total;
     }
     return true;
+}
+
+// exp(t^2) erfc(t) for t >= 0: the tail of the normal law without the underflow of erfc far from
+// the centre. Past 25 the asymptotic series serves; its tenth term is below 1e-22 there.
+double scaledErfc(double t)
+{
+    if (t < 25)
+        return std::exp(t * t) * std::erfc(t);
+    double const inverse = 1 / (2 * t * t);
+    double term = 1;
+    double sum = 1;
+    for (int n = 1; n < 10; ++n)
+    {
+        term *= -(2 * n - 1) * inverse;
+        sum += term;
+    }
+    return sum / (t * std::sqrt(std::numbers::pi));
+}
+
+// The normal law of a Gaussian drift: centred on the nominal value, the range being six standard
+// deviations, as a sensor tolerance of plus or minus three sigma is written. mass() gives twice the
+// mass of an interval of the range times one common factor, exp(ref^2) with ref the distance in
+// sigma * sqrt(2) from the nominal value to the range: a nominal far outside the range then still
+// spreads its mass over the range instead of underflowing every interval to 0.
+class cRangeNormalLaw
+{
+public:
+    cRangeNormalLaw(double nominal, double minimum, double maximum)
+        : m_nominal(nominal), m_width((maximum - minimum) / 6 * std::numbers::sqrt2),
+          m_ref(nominal < minimum   ? z(minimum)
+                : nominal > maximum ? -z(maximum)
+                                    : 0)
+    {
+    }
+    // a <= b, both in the range. One-sided intervals take the tail, so that small masses far from
+    // the centre keep their precision; only an interval around the nominal value takes erf.
+    double mass(double a, double b) const
+    {
+        double const ta = z(a);
+        double const tb = z(b);
+        if (ta >= 0)
+            return tail(ta) - tail(tb);
+        if (tb <= 0)
+            return tail(-tb) - tail(-ta);
+        return std::erf(tb) - std::erf(ta);
+    }
+
+private:
+    double z(double x) const { return (x - m_nominal) / m_width; }
+    // erfc(t) exp(ref^2) for t >= ref >= 0.
+    double tail(double t) const { return std::exp((m_ref - t) * (m_ref + t)) * scaledErfc(t); }
+
+    double m_nominal;
+    double m_width;
+    double m_ref;
+};
+
+// The densities of a Gaussian drift, for points in any order. Each point takes the mass of its share
+// of the range, the part of the range closer to it than to any other point; points of one value
+// split their share, and a point outside the range has none. The masses are normalised over the
+// range.
+std::vector<double> gaussianDensities(std::vector<double> const& points, double nominal, double minimum,
+                                      double maximum)
+{
+    std::vector<std::size_t> order(points.size());
+    std::iota(order.begin(), order.end(), 0);
+    std::stable_sort(order.begin(), order.end(),
+                     [&](std::size_t a, std::size_t b) { return points[a] < points[b]; });
+    // The distinct values in ascending order, as runs of the sorted positions: run g is
+    // [starts[g], starts[g + 1]).
+    std::vector<std::size_t> starts;
+    for (std::size_t k = 0; k < order.size(); ++k)
+        if (k == 0 || points[order[k]] != points[order[k - 1]])
+            starts.push_back(k);
+    starts.push_back(order.size());
+    std::size_t const runs = starts.size() - 1;
+    auto value = [&](std::size_t run) { return points[order[starts[run]]]; };
+    // The upper end of a run's share before it is cut to the range; the last reaches to infinity.
+    auto upperEnd = [&](std::size_t run)
+    {
+        return run + 1 < runs ? std::midpoint(value(run), value(run + 1))
+                              : std::numeric_limits<double>::infinity();
+    };
+    std::vector<double> density(points.size(), 0.0);
+    auto spread = [&](std::size_t run, double mass)
+    {
+        std::size_t const members = starts[run + 1] - starts[run];
+        for (std::size_t k = starts[run]; k < starts[run + 1]; ++k)
+            density[order[k]] = mass / members;
+    };
+    // A law with no width, or one beyond the doubles, puts all its mass where the nominal value meets
+    // the range: the share holding that place takes it. The minimum is always a point, so a range
+    // without width gives everything to it.
+    auto allAt = [&](double place)
+    {
+        std::fill(density.begin(), density.end(), 0.0);
+        std::size_t run = 0;
+        while (run + 1 < runs && upperEnd(run) < place)
+            ++run;
+        spread(run, 1.0);
+        return density;
+    };
+    if (!(maximum > minimum))
+        return allAt(minimum);
+    cRangeNormalLaw const law(nominal, minimum, maximum);
+    double total = 0;
+    double lower = minimum;
+    for (std::size_t run = 0; run < runs; ++run)
+    {
+        double const upper = std::clamp(upperEnd(run), minimum, maximum);
+        double const mass = upper > lower ? std::max(law.mass(lower, upper), 0.0) : 0.0;
+        spread(run, mass);
+        total += mass;
+        lower = std::max(lower, upper);
+    }
+    if (!(total > 0) || !std::isfinite(total))
+        return allAt(std::clamp(nominal, minimum, maximum));
+    for (double& d : density)
+        d /= total;
+    return density;
 }
 } // namespace
 
@@ -229,13 +353,27 @@ void cDrift::computePointNumber()
 
 void cDrift::getStatisticalDistribution(cStorage<double>& out) const
 {
-    // Gaussian is a valid index, but no density exists for it yet.
-    if (m_distribution != 0)
+    std::vector<double> density;
+    switch (m_distribution)
+    {
+    case 0:
+        density.assign(m_pointNumber, 1.0 / m_pointNumber);
+        break;
+    case 1:
+    {
+        std::vector<double> points;
+        for (uint32_t i = 0; i < m_pointNumber; ++i)
+            points.push_back(pointAt(i).get_d());
+        density = gaussianDensities(points, m_rawNominal.get_d(), m_rawMinimum.get_d(), m_rawMaximum.get_d());
+        break;
+    }
+    default:
         throw cUnknownDistributionTypeException(kSource, "cDrift::getStatisticalDistribution", __LINE__,
                                                 m_distribution);
+    }
     out.clear();
-    for (uint32_t i = 0; i < m_pointNumber; ++i)
-        out.add(1.0 / m_pointNumber);
+    for (double d : density)
+        out.add(d);
 }
 
 void cDrift::computeStatisticalDistribution(unsigned int draws, unsigned int limit,
@@ -258,14 +396,22 @@ void cDrift::computeStatisticalDistribution(unsigned int draws, unsigned int lim
         while (chosen + 1 < cumulative.size() && !(cumulative[chosen] > r))
             ++chosen;
         ++counts[chosen];
-        if (counts[chosen] >= limit)
+        if (counts[chosen] >= limit && draw + 1 < draws)
         {
-            // The point is full: the others share its probability from now on.
+            // The point is full: the others share its probability from now on. Should those left
+            // have no density between them (a Gaussian drift gives none to a point outside its
+            // range), they share the draws equally, so that no point passes the limit while another
+            // has room: the statistical module relies on it to draw no combination twice.
             density[chosen] = 0;
-            if (draw + 1 < draws && !buildCumulative(density, cumulative))
+            if (!buildCumulative(density, cumulative))
             {
-                density = full;
-                buildCumulative(density, cumulative);
+                for (std::size_t k = 0; k < density.size(); ++k)
+                    density[k] = counts[k] < limit ? 1.0 : 0.0;
+                if (!buildCumulative(density, cumulative))
+                {
+                    density = full;
+                    buildCumulative(density, cumulative);
+                }
             }
         }
     }

@@ -50,12 +50,17 @@ public:
     std::string getStatisticalDistributionName() const;
     // 0 Uniform, 1 Gaussian; 2 and above throw cUnknownDistributionTypeException.
     void setStatisticalDistributionType(unsigned char distribution);
-    // The density of each point. Only Uniform has one: every other index, Gaussian included,
-    // throws cUnknownDistributionTypeException.
+    // The density of each point, in point order, summing to 1. Uniform: 1 / point number each.
+    // Gaussian: a normal law centred on the nominal value with the range as six standard deviations
+    // (a tolerance of plus or minus three sigma), truncated to the range; each point takes its mass
+    // over its share of the range, the part closer to it than to any other point. Points of one
+    // value split their share, a point outside the range gets 0, and a range without width puts
+    // everything on the minimum. Any other index throws cUnknownDistributionTypeException.
     void getStatisticalDistribution(cStorage<double>& out) const;
-    // Draws points with the C library's rand(): counts gets one entry per point. A point drawn
-    // limit times leaves the drawing and the others share its probability. Should every point
-    // reach its limit, the next draws start over with the full densities.
+    // Draws points with the C library's rand(), one call per draw: counts gets one entry per point.
+    // A point drawn limit times leaves the drawing and the others share its probability, equally
+    // when none of them has any left. Should every point reach its limit, the next draws start over
+    // with the full densities.
     void computeStatisticalDistribution(unsigned int draws, unsigned int limit,
                                         cStorage<unsigned int>& counts);
     // Point i modulo the point number.

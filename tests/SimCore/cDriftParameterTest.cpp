@@ -5,9 +5,13 @@
 #include "tests/support/cSimCoreFixture.h"
 #include "tests/support/cTestHelpers.h"
 
+#include <array>
+#include <cmath>
 #include <cstdlib>
 #include <gtest/gtest.h>
+#include <numeric>
 #include <sstream>
+#include <tuple>
 
 namespace
 {
@@ -74,6 +78,15 @@ protected:
         return tDriftPtr(new cTestDriftParameter(&group, owner), &cParameter::deleteInstance);
     }
 };
+
+// The densities of a drift made Gaussian.
+template <class tDrift> tNumbers gaussian(tDrift&& drift)
+{
+    drift.setStatisticalDistributionType(1);
+    cStorage<double> density;
+    drift.getStatisticalDistribution(density);
+    return toVector(density);
+}
 
 std::string const kStepZero = "Invalid step 0: a step must be above 0.";
 } // namespace
@@ -189,11 +202,92 @@ TEST(cDrift, UniformDrawsWithLimitOneGiveEachPointOnceARound)
     // Once every point is full the drawing starts over with all of them.
     d.computeStatisticalDistribution(14, 1, counts);
     EXPECT_EQ(std::vector<unsigned int>(7, 2), toVector(counts));
-    d.setStatisticalDistributionType(1);
-    EXPECT_THROW(d.setStatisticalDistributionType(2), cUnknownDistributionTypeException);
-    EXPECT_EQ(
-        "cUnknownDistributionTypeException|cDrift::getStatisticalDistribution|Unknown distribution type 1.",
-        failureOf([&] { d.getStatisticalDistribution(density); }));
+}
+
+TEST(cDrift, GaussianDensityIsTheMassOfEachPointsShareOfTheRangeUnderTheTruncatedNormalLaw)
+{
+    // nominal, maximum, minimum, step; then for each point in point order its share of the range and
+    // the part of that share it holds. Reference: N(nominal, range / 6) by erf, absolute 1e-12.
+    std::vector<std::pair<tNumbers, std::vector<std::array<double, 3>>>> const cases = {
+        {{10, 20, 0, 5}, {{7.5, 12.5, 1}, {2.5, 7.5, 1}, {0, 2.5, 1}, {12.5, 17.5, 1}, {17.5, 20, 1}}},
+        {{4, 20, 0, 5},
+         {{2, 6.5, 1}, {0, 2, 1}, {6.5, 11.5, 1}, {11.5, 16.5, 1}, {16.5, 19.5, 1}, {19.5, 20, 1}}},
+        // The nominal value still centres the law; the minimum comes twice and its share is split.
+        {{-5, 20, 0, 5},
+         {{0, 2.5, 0.5}, {0, 2.5, 0.5}, {2.5, 7.5, 1}, {7.5, 12.5, 1}, {12.5, 17.5, 1}, {17.5, 20, 1}}},
+        {{25, 20, 0, 10}, {{0, 0, 0}, {10, 20, 1}, {2.5, 10, 1}, {0, 2.5, 1}}}};
+    for (auto const& [in, shares] : cases)
+    {
+        auto mass = [&](double a, double b)
+        {
+            double const s = (in[1] - in[2]) / 6 * std::sqrt(2.0);
+            return std::erf((b - in[0]) / s) - std::erf((a - in[0]) / s);
+        };
+        tNumbers const density = gaussian(cTestDrift(in[0], in[1], in[2], in[3]));
+        ASSERT_EQ(shares.size(), density.size());
+        for (size_t i = 0; i < shares.size(); ++i)
+            EXPECT_NEAR(shares[i][2] * mass(shares[i][0], shares[i][1]) / mass(in[2], in[1]), density[i],
+                        1e-12)
+                << "nominal " << in[0] << ", point " << i;
+    }
+    // A single point holds everything; a range without width puts everything on the minimum.
+    EXPECT_EQ(tNumbers({1}), gaussian(cTestDrift(5, 5, 5, 1)));
+    EXPECT_EQ(tNumbers({0, 0, 0, 1}), gaussian(cTestDrift(3, 0, 0, 1)));
+    // 39 sigma below the range erfc underflows, yet the mass must spread over the first shares.
+    // Reference: Simpson's rule (1000 steps a share) on exp(-(x^2 - 2 x nominal) / 2 sigma^2), 1e-10.
+    tNumbers const far = gaussian(cTestDrift(-130, 20, 0, 0.25)); // 0, then -129.75 up to 20
+    ASSERT_EQ(601u, far.size());
+    auto simpson = [](double a, double b)
+    {
+        auto f = [](double x) { return std::exp(-x * (x + 260) / (2 * 100.0 / 9)); };
+        double const h = (b - a) / 1000;
+        double sum = f(a) + f(b);
+        for (int k = 1; k < 1000; ++k)
+            sum += f(a + k * h) * (k % 2 ? 4 : 2);
+        return sum * h / 3;
+    };
+    tNumbers expected(601, 0.0);
+    expected[0] = expected[520] = simpson(0, 0.125) / 2;
+    for (int k = 1; k <= 80; ++k)
+        expected[520 + k] = simpson(0.25 * k - 0.125, std::min(0.25 * k + 0.125, 20.0));
+    double const whole = std::accumulate(expected.begin(), expected.end(), 0.0);
+    for (size_t i = 0; i < far.size(); ++i)
+        EXPECT_NEAR(expected[i] / whole, far[i], 1e-10) << "point " << i;
+}
+
+TEST(cDrift, GaussianDrawsFollowTheDensityWithOneRandEachAndNoPointPassesItsLimit)
+{
+    cTestDrift d(4, 20, 0, 5);
+    tNumbers const density = gaussian(d);
+    unsigned int const draws = 100000;
+    cStorage<unsigned int> counts;
+    std::srand(7);
+    d.computeStatisticalDistribution(draws, draws, counts);
+    int const next = std::rand();
+    std::srand(7);
+    for (unsigned int i = 0; i < draws; ++i)
+        std::rand();
+    EXPECT_EQ(std::rand(), next);
+    // Each count within 5 binomial deviations, plus 4 for the 15-bit draw, of what the density gives.
+    ASSERT_EQ(6u, counts.size());
+    for (size_t i = 0; i < density.size(); ++i)
+        EXPECT_NEAR(draws * density[i], counts[i], 5 * std::sqrt(draws * density[i]) + 4) << "point " << i;
+    EXPECT_EQ(draws, std::accumulate(counts.data(), counts.data() + counts.size(), 0u));
+    // Point 0 lies outside the range: it is drawn only once the others are full, but before any
+    // passes the limit.
+    cTestDrift above(25, 20, 0, 10);
+    above.setStatisticalDistributionType(1);
+    for (auto const& [drawn, limit, expected] : {std::tuple(3u, 1u, std::vector<unsigned int>{0, 1, 1, 1}),
+                                                 std::tuple(4u, 1u, std::vector<unsigned int>(4, 1)),
+                                                 std::tuple(8u, 2u, std::vector<unsigned int>(4, 2))})
+    {
+        above.computeStatisticalDistribution(drawn, limit, counts);
+        EXPECT_EQ(expected, toVector(counts)) << drawn << " draws";
+    }
+    EXPECT_EQ("cUnknownDistributionTypeException|cDrift::setStatisticalDistributionType|Unknown distribution "
+              "type 2.",
+              failureOf([&] { above.setStatisticalDistributionType(2); }));
+    EXPECT_EQ("Gaussian", above.getStatisticalDistributionName());
 }
 
 TEST_F(cDriftParameterTest, RangesAreReadWithTheirDefaultsAndClampsAndWrittenByMaskBit)
