@@ -15,6 +15,9 @@
 #include "SimCore/cUnit.h"
 #include "SimCore/cVehicle.h"
 
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
 #include <memory>
 #include <string>
 
@@ -52,6 +55,7 @@ cComputationManager::cComputationManager()
 
 cComputationManager::~cComputationManager()
 {
+    clearStatisticalModule();
     // The loop calls this object's ProcessMessage: the thread must end before the object does.
     if (getThreadHandle() != nullptr)
         stop(true);
@@ -600,19 +604,50 @@ void cComputationManager::getTotalStepsPointNumber(unsigned long long& files, un
 void cComputationManager::getIterationDriftCombinationIdx(unsigned int iteration,
                                                           cStorage<unsigned int>& pointIndexes) const
 {
-    cStorage<cDriftParameter*> drifted(10);
-    getDriftedParametersList(drifted);
-    pointIndexes.clear();
-    for (unsigned int i = 0; i < drifted.size(); ++i)
-        pointIndexes.add(0);
-    // The number is consumed from the fastest index (the last drift) to the slowest.
+    // The number is consumed from the fastest index (the calibration's last drift) to the slowest (the
+    // vehicle's first), each index put in front of those found before.
+    std::vector<unsigned int> reversed;
     unsigned int rest = iteration;
-    for (unsigned int i = drifted.size(); i-- > 0;)
+    auto const consume = [&](cStorage<cDriftParameter*> const& drifts)
     {
-        unsigned int const points = drifted[i]->getPointNumber();
-        pointIndexes[i] = rest % points;
-        rest /= points;
+        for (unsigned int i = drifts.size(); i-- > 0;)
+        {
+            unsigned int const points = drifts[i]->getPointNumber();
+            reversed.push_back(rest % points);
+            rest /= points;
+        }
+    };
+    cStorage<cDriftParameter*> drifts(10);
+    getAlgorithmDriftedParameters(drifts);
+    consume(drifts);
+    getAcquisitionDriftedParameters(drifts);
+    consume(drifts);
+    if (isStatisticalModuleActive() && !m_combinations.empty())
+    {
+        sDriftCombination const* const drawn = m_combinations[rest % m_combinations.size()];
+        for (unsigned int i = drawn->driftPointIndexes.size(); i-- > 0;)
+            reversed.push_back(drawn->driftPointIndexes[i]);
+        rest /= m_combinations.size();
     }
+    else
+    {
+        getPreprocessiogDriftedParameters(drifts);
+        consume(drifts);
+    }
+    getMechanicalDriftedParameters(drifts);
+    if (isMechanicalSameIterationDrifted())
+    {
+        // The vehicle's drifts step together: each takes the same rest.
+        for (unsigned int i = drifts.size(); i-- > 0;)
+            reversed.push_back(rest % drifts[i]->getPointNumber());
+    }
+    else
+    {
+        consume(drifts);
+    }
+    pointIndexes.clear();
+    for (auto index = reversed.rbegin(); index != reversed.rend(); ++index)
+        pointIndexes.add(*index);
 }
 
 void cComputationManager::getIterationConvertedDriftCombination(unsigned int iteration,
@@ -646,4 +681,150 @@ mpf_class cComputationManager::getIterationConvertedDriftValue(unsigned int iter
     mpf_class value;
     parameter->getConvertedValue(value);
     return value;
+}
+
+// ---- statistical module ---------------------------------------------------------------------------
+
+void cComputationManager::setStatisticalModuleActivation(bool active, bool silent)
+{
+    m_statisticalModuleActive.store(active ? 1 : 0, std::memory_order_relaxed);
+    if (active && (m_combinations.empty() || silent))
+        fillStatisticalModule(static_cast<unsigned int>(std::time(nullptr)), 1, silent);
+    sendToHost(kComputationOptionsMessage);
+}
+
+void cComputationManager::clearStatisticalModule()
+{
+    for (unsigned int i = 0; i < m_combinations.size(); ++i)
+        delete m_combinations[i];
+    m_combinations.clear();
+    m_statisticalConfigurationFileName.clear();
+    invalidateStatisticalModule();
+}
+
+void cComputationManager::fillStatisticalModule(unsigned int seed, unsigned int count, bool silent)
+{
+    cScopeTrace const scope(m_logger, "cComputationManager::fillStatisticalModule L281");
+    clearStatisticalModule();
+    m_seed = seed;
+    m_combinations.setGrowthStep(count != 0 ? count : 1);
+    std::vector<cDriftParameter*> drifts;
+    std::vector<unsigned int> driftsPerChannel;
+    forEachChannel(
+        [&](cChannel& c)
+        {
+            cStorage<cDriftParameter*> own(10);
+            c.getCurrentDrifts(own);
+            for (unsigned int i = 0; i < own.size(); ++i)
+                drifts.push_back(own[i]);
+            driftsPerChannel.push_back(own.size());
+        });
+    unsigned int n = count;
+    if (!silent)
+    {
+        unsigned long long total = 1;
+        for (cDriftParameter* d : drifts)
+            total *= d->getPointNumber();
+        n = static_cast<unsigned int>(std::min<unsigned long long>(count != 0 ? count : 1, total));
+        if (n != count)
+            doInformationMessage("Incorrect computations number:\n" + std::to_string(count) +
+                                 " has been replaced by " + std::to_string(n));
+    }
+    for (unsigned int i = 0; i < n; ++i)
+        m_combinations.add(new sDriftCombination);
+    std::srand(seed);
+    // Runs of consecutive combinations, each given by its end; drift by drift, each run splits by the
+    // drift's points, so that no two combinations can end up the same.
+    std::vector<unsigned int> ends{n};
+    for (std::size_t d = 0; d < drifts.size(); ++d)
+    {
+        unsigned int limit = 1;
+        for (std::size_t e = d + 1; e < drifts.size(); ++e)
+            limit *= drifts[e]->getPointNumber();
+        std::vector<unsigned int> newEnds;
+        unsigned int begin = 0;
+        for (unsigned int end : ends)
+        {
+            cStorage<unsigned int> counts(10);
+            drifts[d]->getDrift()->computeStatisticalDistribution(end - begin, limit, counts);
+            unsigned int next = begin;
+            for (unsigned int p = 0; p < counts.size(); ++p)
+            {
+                for (unsigned int k = 0; k < counts[p]; ++k)
+                    m_combinations[next + k]->driftPointIndexes.add(p);
+                if (counts[p] != 0)
+                    newEnds.push_back(next += counts[p]);
+            }
+            begin = end;
+        }
+        ends = newEnds;
+    }
+    // The first combination is always the nominal point of every drift, whatever was drawn.
+    if (!drifts.empty() && n != 0)
+        for (unsigned int i = 0; i < m_combinations[0]->driftPointIndexes.size(); ++i)
+            m_combinations[0]->driftPointIndexes[i] = 0;
+    // Each channel's ID is the position of its points in its own nested sweep, the last drift fastest.
+    unsigned int offset = 0;
+    for (unsigned int k : driftsPerChannel)
+    {
+        std::vector<unsigned int> weights(k, 1);
+        for (unsigned int i = k; i-- > 1;)
+            weights[i - 1] = weights[i] * drifts[offset + i]->getPointNumber();
+        for (unsigned int c = 0; c < m_combinations.size(); ++c)
+        {
+            unsigned int id = 0;
+            for (unsigned int i = 0; i < k; ++i)
+                id += m_combinations[c]->driftPointIndexes[offset + i] * weights[i];
+            m_combinations[c]->channelIds.add(id);
+        }
+        offset += k;
+    }
+    markStatisticalModuleValid();
+    if (!cTraceProvider::isLogging(4))
+        return;
+    KYN_TRACE(m_logger, 4, "----- List of the drift combinations drawn -----");
+    for (unsigned int c = 0; c < m_combinations.size(); ++c)
+    {
+        std::string line = "Iteration " + std::to_string(c) + ":";
+        for (unsigned int i = 0; i < m_combinations[c]->driftPointIndexes.size(); ++i)
+        {
+            unsigned int const point = m_combinations[c]->driftPointIndexes[i];
+            mpf_class const value = drifts[i]->getDrift()->computeSpecificPointConvertedValue(point);
+            line += "\t" + drifts[i]->getLongName() + " = " + std::to_string(value.get_d()) + "(" +
+                    std::to_string(point) + ")";
+        }
+        KYN_TRACE(m_logger, 4, line);
+    }
+    KYN_TRACE(m_logger, 4, "----- List of the channel ID combinations drawn -----");
+    for (unsigned int c = 0; c < m_combinations.size(); ++c)
+    {
+        std::string line = "Iteration " + std::to_string(c) + ":";
+        unsigned int channel = 0;
+        forEachChannel(
+            [&](cChannel& ch) {
+                line +=
+                    "\t" + ch.getName() + " ID = " + std::to_string(m_combinations[c]->channelIds[channel++]);
+            });
+        KYN_TRACE(m_logger, 4, line);
+    }
+}
+
+void cComputationManager::getFirstPreprocessingDriftCombination(unsigned int& index,
+                                                                cStorage<unsigned int>& channelIds) const
+{
+    index = 0;
+    channelIds.clear();
+    if (index < m_combinations.size())
+        for (unsigned int i = 0; i < m_combinations[index]->channelIds.size(); ++i)
+            channelIds.add(m_combinations[index]->channelIds[i]);
+}
+
+void cComputationManager::getNextPreprocessingDriftCombination(unsigned int& index,
+                                                               cStorage<unsigned int>& channelIds) const
+{
+    ++index;
+    channelIds.clear();
+    if (index < m_combinations.size())
+        for (unsigned int i = 0; i < m_combinations[index]->channelIds.size(); ++i)
+            channelIds.add(m_combinations[index]->channelIds[i]);
 }

@@ -53,6 +53,15 @@ constexpr uint32_t kSelectMultiPreprocessingItemMessage = 2067;
 constexpr uint32_t kTestStartedMessage = 2529;
 constexpr uint32_t kTestEndedMessage = 2530;
 
+// One drawn combination of the statistical module: a point index per current drift of the channels (in
+// channel order, then each channel's drift order), and per channel the position of that combination in
+// the channel's own sweep, which is where its result stands in the channel's output list.
+struct sDriftCombination
+{
+    cStorage<unsigned int> driftPointIndexes{10};
+    cStorage<unsigned int> channelIds{10};
+};
+
 class cComputationManager : public cKynThread
 {
 public:
@@ -131,6 +140,23 @@ public:
     {
         return m_mechanicalSameIterationDrifted.load(std::memory_order_relaxed) != 0;
     }
+    // The statistical module: a drawn sample of the channels' drift combinations replaces their full
+    // cross in the unit. Activation stores the flag (filling an empty module, or refilling when silent,
+    // with the time as seed and one combination) and sends 2533.
+    void setStatisticalModuleActivation(bool active, bool silent);
+    // Deletes the combinations; the configuration file name empties, the module is not valid.
+    void clearStatisticalModule();
+    // Draws count combinations with srand(seed): no combination twice, each point's share following
+    // its drift's distribution by nested stratification; the first is point 0 of every drift. Unless
+    // silent, a count of 0 or above the number of combinations is replaced, with a message.
+    void fillStatisticalModule(unsigned int seed, unsigned int count, bool silent);
+    unsigned int getStatisticalCombinationNumber() const { return m_combinations.size(); }
+    sDriftCombination const* getStatisticalCombination(unsigned int k) const { return m_combinations[k]; }
+    unsigned int getStatisticalRandomSeed() const { return m_seed; }
+    std::string getStatisticalConfigurationFileName() const { return m_statisticalConfigurationFileName; }
+    // The channel IDs of combination index (first: index 0, next: index + 1), empty past the end.
+    void getFirstPreprocessingDriftCombination(unsigned int& index, cStorage<unsigned int>& channelIds) const;
+    void getNextPreprocessingDriftCombination(unsigned int& index, cStorage<unsigned int>& channelIds) const;
     // The unit explores a drawn sample of the channels' results instead of their full cross.
     bool isStatisticalModuleActive() const
     {
@@ -242,6 +268,9 @@ private:
     sCounter m_acquisition;
     sCounter m_algorithm;
     cStorage<cTestMgr*> m_tests{10};
+    cStorage<sDriftCombination*> m_combinations;
+    unsigned int m_seed = 0;
+    std::string m_statisticalConfigurationFileName;
     uint32_t m_selectedItemAtStart = 0;
     uint32_t m_currentFileIndex = 0;
     uint32_t m_currentItemIndex = 0;

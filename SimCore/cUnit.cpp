@@ -233,8 +233,10 @@ void cUnit::runTest(cMessage const* data)
         myActiveComputationManager != nullptr && myActiveComputationManager->isStatisticalModuleActive();
     KYN_TRACE(m_logger, 3,
               std::string("Performing exploration. Statistical module active: ") + (statistical ? "T" : "F"));
-    // The drawn sample of the statistical module replaces the full cross once that module exists.
-    performRecursiveExploration(0);
+    if (statistical)
+        performPartialExploration();
+    else
+        performRecursiveExploration(0);
     for (unsigned int i = 0; i < m_channelResults.size(); ++i)
         m_channelResults[i] = nullptr;
     // The exploration moved the channels' parameters to their sweep positions.
@@ -269,6 +271,43 @@ void cUnit::performRecursiveExploration(unsigned int channelIndex)
             performRecursiveExploration(channelIndex + 1);
         }
         else if (getAppliedDriftsNumber() != 0)
+        {
+            manageDriftsSequence(0);
+            resetAllNominalValues();
+        }
+        else
+        {
+            performIteration();
+        }
+    }
+}
+
+void cUnit::performPartialExploration()
+{
+    cComputationManager const& manager = *myActiveComputationManager;
+    cStorage<unsigned int> ids(10);
+    unsigned int k = 0;
+    for (manager.getFirstPreprocessingDriftCombination(k, ids); k < manager.getStatisticalCombinationNumber();
+         manager.getNextPreprocessingDriftCombination(k, ids))
+    {
+        if (isStopAsked())
+            return;
+        unsigned int c = 0;
+        for (cChannel* channel : std::vector<cChannel*>(myActivePreprocessing->getChannels().first,
+                                                        myActivePreprocessing->getChannels().second))
+        {
+            unsigned int const id = c < ids.size() ? ids[c] : 0;
+            KYN_TRACE(m_logger, 4,
+                      "Partial exploration iteration - channel number: " + std::to_string(c) +
+                          " data storage number: " + std::to_string(id));
+            channel->restoreDriftState(id);
+            cStorage<cSignalStorage<float>*> const& results = *m_channelResults[c];
+            if (id >= results.size())
+                throw cBadChannelReference(kSource, "cUnit::performPartialExploration", __LINE__);
+            m_currentInputs[c] = results[id];
+            ++c;
+        }
+        if (getAppliedDriftsNumber() != 0)
         {
             manageDriftsSequence(0);
             resetAllNominalValues();

@@ -86,6 +86,9 @@ protected:
     // The full cross from channelIndex on: each result of that channel in turn, the last channel
     // running the unit's own sweep (or one iteration) for each.
     void performRecursiveExploration(unsigned int channelIndex);
+    // The drawn combinations of the statistical module instead: for each, every channel's result of
+    // that ID (its drifts restored to that point), then the unit's own sweep or one iteration.
+    void performPartialExploration();
 
 private:
     void destroyAllUnitContent();

@@ -3,6 +3,7 @@
 #include "SimCore/cComputationManager.h"
 #include "SimCore/cTestMgr.h"
 #include "StoreKit/cCfgInputFile.h"
+#include "tests/support/cParameterHelpers.h"
 #include "tests/support/cPipelineFixture.h"
 #include "tests/support/cTestHelpers.h"
 
@@ -10,6 +11,7 @@
 
 #include <map>
 #include <mutex>
+#include <set>
 
 namespace
 {
@@ -166,4 +168,36 @@ TEST_F(cUnitTest, WithRealThreadsOneFileRunsToTheUnit)
     ASSERT_TRUE(reported.waitFor(1));
     EXPECT_EQ(kCross, unit.inputs);
     EXPECT_EQ((std::map<std::string, int>{{"ACU_X", 1}, {"ACU_Y", 1}}), unit.reports);
+}
+
+// A sample of 5 of the 3 x 4 channel combinations: 5 unit iterations, the first at the nominal points,
+// no two alike, and the same seed draws the same sample again.
+TEST_F(cUnitTest, TheStatisticalModuleRunsItsDrawnCombinationsOnly)
+{
+    openProject();
+    cRecordingUnit unit("Unit", "unit.cfg", tempFolder());
+    myActiveUnit = &unit;
+    channels()[0]->cDriftParameterMgr::getParameter("Sensitivity ACU_X")->setRawDrift(1, 2, 0, 1, 0); // 1 0 2
+    channels()[1]->cDriftParameterMgr::getParameter("Offset ACU_Y")->setRawDrift(0, 2, -1, 1, 0); // 0 -1 1 2
+    cComputationManager& manager = *myActiveComputationManager;
+    auto const drawn = [&]
+    {
+        std::vector<std::vector<unsigned int>> ids;
+        for (unsigned int k = 0; k < manager.getStatisticalCombinationNumber(); ++k)
+            ids.push_back(toVector(manager.getStatisticalCombination(k)->channelIds));
+        return ids;
+    };
+    manager.fillStatisticalModule(7, 5, false);
+    std::vector<std::vector<unsigned int>> const first = drawn();
+    manager.fillStatisticalModule(7, 5, false);
+    EXPECT_EQ(first, drawn());
+    manager.setStatisticalModuleActivation(true, false);
+    runFile(addCrash("crash.csh"));
+    ASSERT_EQ(5u, unit.inputs.size());
+    EXPECT_EQ((std::vector<float>{-20, 50}), unit.inputs[0]) << "the nominal points first";
+    std::set<std::vector<float>> const distinct(unit.inputs.begin(), unit.inputs.end());
+    EXPECT_EQ(5u, distinct.size());
+    manager.fillStatisticalModule(7, 13, false);
+    EXPECT_EQ(12u, manager.getStatisticalCombinationNumber()) << "cut to the number of combinations";
+    EXPECT_EQ("Incorrect computations number:\n13 has been replaced by 12", messages.entries().back().text);
 }
