@@ -11,9 +11,13 @@
 #include "SimCore/cKynFileList.h"
 #include "SimCore/cKynMultiPreprocessingItem.h"
 #include "SimCore/cKynMultiPreprocessingMgr.h"
+#include "SimCore/cProject.h"
+#include "SimCore/cSymbolManager.h"
 #include "SimCore/cTestMgr.h"
 #include "SimCore/cUnit.h"
 #include "SimCore/cVehicle.h"
+#include "StoreKit/cCfgInputFile.h"
+#include "StoreKit/cConfigurationGroup.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -827,4 +831,294 @@ void cComputationManager::getNextPreprocessingDriftCombination(unsigned int& ind
     if (index < m_combinations.size())
         for (unsigned int i = 0; i < m_combinations[index]->channelIds.size(); ++i)
             channelIds.add(m_combinations[index]->channelIds[i]);
+}
+
+// ---- computation configuration ------------------------------------------------------------------------
+
+namespace
+{
+constexpr uint32_t kConfigurationNotLoadedMessage = 2534;
+char const* const kDriftsGroup = "Drifts Configuration";
+
+// A value of the configuration: a number, a project constant or a constant expression.
+mpf_class constantOf(cConfigurationGroup const& group, char const* key, std::string const& text)
+{
+    mpf_class value;
+    if (myActiveSymbolManager == nullptr || !myActiveSymbolManager->getConstantValue(text, value, true))
+        throw cGenericException(kSource, "cComputationManager::setDrifts", __LINE__,
+                                std::string(key) + " = " + text + ": not a constant value (" +
+                                    group.getName() + ", line " + std::to_string(group.getLineNumber()) +
+                                    ")");
+    return value;
+}
+
+// The flag of an option key standing in the group with the text "1".
+bool optionSet(cConfigurationGroup const& group, char const* key)
+{
+    std::string text;
+    return group.findItem("", key, text, false) != 0 && text == "1";
+}
+
+std::string selectedItemName()
+{
+    return myActiveMultiPreprocessingMgr != nullptr && myActiveMultiPreprocessingMgr->getItemCount() != 0
+               ? myActiveMultiPreprocessingMgr->getSelectedItem()->getName()
+               : std::string();
+}
+} // namespace
+
+void cComputationManager::loadComputationConfiguration(std::string fileName)
+{
+    m_statisticalConfigurationFileName = fileName;
+    std::unique_ptr<cCfgInputFile> file;
+    try
+    {
+        file.reset(cCfgInputFile::createFile(fileName.c_str(), cCfgInputFile::readMode, nullptr, true));
+        file->open();
+        loadComputationConfiguration(file->getTopGroup(), false, false);
+    }
+    catch (cKynException& failure)
+    {
+        m_statisticalConfigurationFileName.clear();
+        if (getComputationsState() == computationsRunning)
+            PostMessageA(getMainWndH(), kConfigurationNotLoadedMessage, 0, 0);
+        doException(failure);
+    }
+}
+
+void cComputationManager::loadComputationConfiguration(cConfigurationGroup* group, bool silent,
+                                                       bool whileRunning)
+{
+    setDrifts(group->findConfigurationGroup(kDriftsGroup, true), silent, whileRunning);
+    setDriftConfigurationParameters(group, silent, whileRunning);
+}
+
+void cComputationManager::setDrifts(cConfigurationGroup* group, bool keepDrifts, bool whileRunning)
+{
+    if (!whileRunning && getComputationsState() == computationsRunning)
+        throw cTestAlreadyRunningException(kSource, "cComputationManager::setDrifts", 1372,
+                                           "Unable to change drifts while computation is running");
+    if (!keepDrifts)
+    {
+        if (myActiveVehicle != nullptr)
+            myActiveVehicle->resetAllDrifts();
+        forEachChannel([](cChannel& c) { c.resetAllDrifts(); });
+        if (myActiveUnit != nullptr)
+            myActiveUnit->resetAllDrifts();
+    }
+    if (myActiveAlgorithm != nullptr)
+    {
+        if (optionSet(*group, "Enable Full Margin"))
+            myActiveAlgorithm->fullMarginFeatureRequest(true);
+        if (optionSet(*group, "Enable On All Multipreprocessing"))
+            myActiveAlgorithm->fullMarginFeatureRequestOnAllMultipreprocessing(true);
+        if (optionSet(*group, "Enable Full Drift Distribution"))
+            myActiveAlgorithm->fullDriftDistributionRequest(true);
+        if (optionSet(*group, "Enable TTD Dispersion Study"))
+            myActiveAlgorithm->setTTDDispersionStudyRequest(true);
+    }
+    if (optionSet(*group, "Mechanical Drifts Not Crossed"))
+        setMechanicalSameIterationDrifted(true, keepDrifts);
+
+    cDriftParameter* parameter = nullptr;
+    for (cConfigurationGroup* drift : group->GetConfigurationGroups())
+    {
+        std::string stage;
+        std::string name;
+        drift->findItem("", "Name", stage, true);
+        if (stage == "Vehicle" && myActiveVehicle != nullptr)
+        {
+            drift->findItem("", "Parameter", name, true);
+            parameter = myActiveVehicle->cDriftParameterMgr::getParameter(name);
+        }
+        else if (stage == "Preprocessing" && myActivePreprocessing != nullptr)
+        {
+            std::string channelName;
+            std::string description;
+            drift->findItem("", "Channel", channelName, true);
+            cChannel* const channel = myActivePreprocessing->findChannel(channelName);
+            drift->findItem("", "Channel Description", description, false);
+            if (!description.empty() && description != channel->getDescription())
+                throw cMissingItem(kSource, "cComputationManager::setDrifts", 1440,
+                                   channelName + " (" + description + ")", "",
+                                   "  Unable to load drifts configuration.");
+            drift->findItem("", "Parameter", name, true);
+            parameter = channel->cDriftParameterMgr::getParameter(name);
+        }
+        else if (stage == "Unit" && myActiveUnit != nullptr)
+        {
+            drift->findItem("", "Parameter", name, true);
+            parameter = myActiveUnit->cDriftParameterMgr::getParameter(name);
+        }
+        else if (stage == "Calibration" && myActiveCalibration != nullptr)
+        {
+            drift->findItem("", "Parameter", name, true);
+            parameter = myActiveCalibration->getParameter(name);
+        }
+        // Any other name works on the parameter of the group before (kept: files rely on it).
+        if (parameter == nullptr)
+            continue;
+        std::string text;
+        drift->findItem("", "Nominal", text, true);
+        mpf_class const nominal = constantOf(*drift, "Nominal", text);
+        std::string maximum;
+        std::string minimum;
+        std::string step;
+        bool const hasMaximum = drift->findItem("", "Maximum Value", maximum, false) != 0;
+        bool const hasMinimum = drift->findItem("", "Minimum Value", minimum, false) != 0;
+        bool const hasStep = drift->findItem("", "Step", step, false) != 0;
+        if (hasMaximum != hasMinimum || hasMaximum != hasStep)
+            throw cMissingItem(kSource, "cComputationManager::setDrifts", 1501, parameter->getLongName(),
+                               "Min, Max or Step value of parameter ", "Unable to load drifts configuration");
+        if (!hasMaximum)
+        {
+            parameter->setRawValue(nominal, /*update=*/true, /*applyLimits=*/true);
+            continue;
+        }
+        std::string distribution;
+        drift->findItem("", "Distribution Type", distribution, false);
+        unsigned char const type = distribution.empty() || distribution == "Uniform" ? 0
+                                   : distribution == "Gaussian"                      ? 1
+                                                                                     : 2;
+        parameter->setRawDrift(nominal, constantOf(*drift, "Maximum Value", maximum),
+                               constantOf(*drift, "Minimum Value", minimum), constantOf(*drift, "Step", step),
+                               type);
+    }
+}
+
+void cComputationManager::setDriftConfigurationParameters(cConfigurationGroup* group, bool silent,
+                                                          bool whileRunning)
+{
+    if (!whileRunning && getComputationsState() == computationsRunning)
+        throw cTestAlreadyRunningException(
+            kSource, "cComputationManager::setDriftConfigurationParameters", 1511,
+            "Unable to change computation option while computation is running");
+    bool flag = false;
+    group->findItem("", "Mechanical Drifts Not Crossed", flag, true);
+    setMechanicalSameIterationDrifted(flag, silent);
+    bool fullMargin = false;
+    bool onAllItems = false;
+    bool driftDistribution = false;
+    bool dispersion = false;
+    group->findItem("", "Enable Full Margin", fullMargin, true);
+    group->findItem("", "Enable On All Multipreprocessing", onAllItems, true);
+    group->findItem("", "Enable Full Drift Distribution", driftDistribution, false);
+    group->findItem("", "Enable TTD Dispersion Study", dispersion, false);
+    if (myActiveAlgorithm != nullptr)
+    {
+        myActiveAlgorithm->fullMarginFeatureRequest(fullMargin);
+        myActiveAlgorithm->fullMarginFeatureRequestOnAllMultipreprocessing(onAllItems);
+        myActiveAlgorithm->fullDriftDistributionRequest(driftDistribution);
+        myActiveAlgorithm->setTTDDispersionStudyRequest(dispersion);
+    }
+    bool active = false;
+    group->findItem("", "Statistical Module Active", active, true);
+    setStatisticalModuleActivation(active, silent);
+    if (!active)
+        return;
+    unsigned int seed = 0;
+    unsigned int number = 0;
+    group->findItem("", "Statistical Random Seed", seed, true);
+    group->findItem("", "Statistical Iteration Number", number, true);
+    fillStatisticalModule(seed, number, silent);
+}
+
+void cComputationManager::saveComputationConfiguration(std::string fileName)
+{
+    std::unique_ptr<cCfgInputFile> file;
+    try
+    {
+        file.reset(cCfgInputFile::createFile(fileName.c_str(), cCfgInputFile::writeMode,
+                                             "Computation Configuration", false));
+        saveComputationConfiguration(file->getTopGroup(), false);
+        file->save(false, std::string(),
+                   myActiveProject != nullptr ? myActiveProject->getName() : std::string());
+    }
+    catch (cKynException& failure)
+    {
+        doException(failure);
+    }
+}
+
+void cComputationManager::saveComputationConfiguration(cConfigurationGroup* group, bool skipCheck)
+{
+    if (!skipCheck)
+        checkComputationOptions(true);
+    bool const algorithm = myActiveAlgorithm != nullptr;
+    group->addInformation("Mechanical Drifts Not Crossed", isMechanicalSameIterationDrifted());
+    group->addInformation("Enable Full Margin",
+                          algorithm && myActiveAlgorithm->isFullMarginFeatureRequested());
+    group->addInformation("Enable On All Multipreprocessing",
+                          algorithm &&
+                              myActiveAlgorithm->isFullMarginFeatureRequestedOnAllMultipreprocessing());
+    group->addInformation("Enable Full Drift Distribution",
+                          algorithm && myActiveAlgorithm->isFullDriftDistributionRequested());
+    group->addInformation("Enable TTD Dispersion Study",
+                          algorithm && myActiveAlgorithm->getTTDDispersionStudyRequest());
+    group->addInformation("Statistical Module Active", isStatisticalModuleActive());
+    if (isStatisticalModuleActive())
+    {
+        group->addInformation("Statistical Random Seed", std::to_string(m_seed));
+        group->addInformation("Statistical Iteration Number", std::to_string(m_combinations.size()));
+    }
+    auto drifts = std::make_unique<cConfigurationGroup>(kDriftsGroup);
+    if (myActiveVehicle != nullptr)
+        for (cDriftParameter* p : myActiveVehicle->cDriftParameterMgr::GetParameters())
+            p->saveDriftConfiguration(drifts.get(), "Vehicle", std::string());
+    forEachChannel(
+        [&](cChannel& c)
+        {
+            for (cDriftParameter* p : c.cDriftParameterMgr::GetParameters())
+                p->saveDriftConfiguration(drifts.get(), "Preprocessing", c.getName());
+        });
+    if (myActiveUnit != nullptr)
+        for (cDriftParameter* p : myActiveUnit->cDriftParameterMgr::GetParameters())
+            p->saveDriftConfiguration(drifts.get(), "Unit", std::string());
+    group->addConfigurationGroup(drifts.release());
+}
+
+void cComputationManager::checkComputationOptions(bool strict)
+{
+    char const* const function = "cComputationManager::checkComputationOptions";
+    std::string const item = "MultiPreprocessing item '" + selectedItemName() + "':\n";
+    unsigned int points = 0;
+    if (isMechanicalSameIterationDrifted() && myActiveVehicle != nullptr &&
+        myActiveVehicle->cDriftParameterMgr::getParameterListSize() != 0 &&
+        !myActiveVehicle->currentDriftsHaveSameNumberOfIterations(points))
+    {
+        char const* const text =
+            "The mechanical drifts do not have the same number of points, cannot perform "
+            "mechanical step with the same drift iteration.";
+        if (strict)
+            throw cForbiddenAction(kSource, function, 161, text);
+        doErrorMessage(item + text + "\n'Do not cross mechanical drifts' option will be deactivated.");
+        m_mechanicalSameIterationDrifted.store(0, std::memory_order_relaxed);
+        sendToHost(kComputationOptionsMessage);
+    }
+    if (!isStatisticalModuleActive())
+        return;
+    if (m_combinations.empty())
+    {
+        if (strict)
+            throw cForbiddenAction(kSource, function, 179,
+                                   "Statistical module configuration: no iteration programmed.");
+        doErrorMessage(item +
+                       "Statistical module configuration: no iteration programmed.\nStatistical module will "
+                       "be deactivated.");
+        clearStatisticalModule();
+        return;
+    }
+    unsigned long long total = 1;
+    forEachChannel([&](cChannel& c) { total *= pointProduct(c); });
+    if (total <= m_combinations.size())
+    {
+        if (strict)
+            throw cForbiddenAction(kSource, function, 210,
+                                   "Statistical module configuration: too many iterations programmed.");
+        // "Deactivated" is the emptied module: the flag stays, and the next check finds no iteration.
+        doErrorMessage(item +
+                       "Statistical module configuration: too many iterations programmed.\nStatistical "
+                       "module has been deactivated.");
+        clearStatisticalModule();
+    }
 }

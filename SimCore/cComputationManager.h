@@ -21,6 +21,7 @@
 
 class cDriftParameter;
 class cDriftParameterMgr;
+class cConfigurationGroup;
 class cTestMgr;
 
 // The state of the computations; the number is what the trace prints.
@@ -154,6 +155,24 @@ public:
     sDriftCombination const* getStatisticalCombination(unsigned int k) const { return m_combinations[k]; }
     unsigned int getStatisticalRandomSeed() const { return m_seed; }
     std::string getStatisticalConfigurationFileName() const { return m_statisticalConfigurationFileName; }
+    // The computation configuration: the options and the drifts of vehicle, channels, unit and
+    // calibration, in a file ("Computation Configuration") or in a group of another file. A file that
+    // fails is reported (and 2534 posted while a test runs); the group forms throw.
+    void loadComputationConfiguration(std::string fileName);
+    void loadComputationConfiguration(cConfigurationGroup* group, bool silent, bool whileRunning);
+    // The "Drift" groups of the "Drifts Configuration" group: each sets a parameter's nominal value, or
+    // its drift with "Maximum Value", "Minimum Value" and "Step" (all three or none, line 1501).
+    void setDrifts(cConfigurationGroup* group, bool keepDrifts, bool whileRunning);
+    void setDriftConfigurationParameters(cConfigurationGroup* group, bool silent, bool whileRunning);
+    void saveComputationConfiguration(std::string fileName);
+    // The options, then the drifts of vehicle, channels and unit (the calibration's are not written);
+    // unless skipCheck, the options must pass checkComputationOptions(true) first.
+    void saveComputationConfiguration(cConfigurationGroup* group, bool skipCheck);
+    // The options against the drifts in force: the vehicle's stepped-together drifts need one point
+    // number (line 161); an active module needs combinations (179), fewer than all (210). strict
+    // throws cForbiddenAction; otherwise the user is told and the option repaired.
+    void checkComputationOptions(bool strict);
+
     // The channel IDs of combination index (first: index 0, next: index + 1), empty past the end.
     void getFirstPreprocessingDriftCombination(unsigned int& index, cStorage<unsigned int>& channelIds) const;
     void getNextPreprocessingDriftCombination(unsigned int& index, cStorage<unsigned int>& channelIds) const;

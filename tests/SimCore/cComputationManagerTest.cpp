@@ -296,3 +296,41 @@ TEST_F(cComputationOptionsTest, ATestWalksTheUsedFilesAndFinishesWithTheHostTold
                                      std::to_string(manager.getAcquisitionIterationNbr().total));
     manager.removeAllTests();
 }
+
+// The options and the drifts of vehicle, channels and unit go to a file and come back the same; a drift
+// naming an unknown parameter is refused with its name, and a range without its step with line 1501.
+TEST_F(cComputationOptionsTest, ComputationConfigurationRoundTripsAndRefusesWhatItCannotPlace)
+{
+    openProject();
+    cComputationManager& manager = *myActiveComputationManager;
+    myActiveVehicle->cDriftParameterMgr::getParameter("Body Gain")->setRawDrift(1, 2, 0, 1, 1);
+    channels()[1]->cDriftParameterMgr::getParameter("Offset ACU_Y")->setRawDrift(0, 2, -1, 1, 0);
+    std::string const path = tempPath("computation.cfg");
+    manager.saveComputationConfiguration(path);
+    std::string const saved = readText(path);
+    EXPECT_NE(std::string::npos, saved.find("@File Type = Computation Configuration\n"));
+    EXPECT_NE(std::string::npos, saved.find("Distribution Type = Gaussian"));
+    myActiveVehicle->cDriftParameterMgr::getParameter("Body Gain")->clearDrift();
+    channels()[1]->cDriftParameterMgr::getParameter("Offset ACU_Y")->clearDrift();
+    manager.loadComputationConfiguration(path);
+    EXPECT_TRUE(messages.entries().empty());
+    EXPECT_EQ(path, manager.getStatisticalConfigurationFileName());
+    manager.saveComputationConfiguration(path);
+    EXPECT_EQ(saved, readText(path));
+
+    std::string const options = "Mechanical Drifts Not Crossed = 0\nEnable Full Margin = 0\n"
+                                "Enable On All Multipreprocessing = 0\nStatistical Module Active = 0\n";
+    writeText(tempPath("unknown.cfg"),
+              options +
+                  "Drifts Configuration {\nDrift {\nName = Vehicle\nParameter = Nope\nNominal = 1\n}\n}\n");
+    manager.loadComputationConfiguration(tempPath("unknown.cfg"));
+    ASSERT_EQ(1u, messages.entries().size());
+    EXPECT_EQ("cBadReference", messages.entries()[0].title);
+    EXPECT_EQ("", manager.getStatisticalConfigurationFileName());
+    cConfigurationGroup group =
+        readGroup(options + "Drifts Configuration {\nDrift {\nName = Unit\nParameter = ADC "
+                            "Gain\nNominal = 1\nMaximum Value = 2\nStep = 1\n}\n}\n",
+                  "computation");
+    auto const failure = [&] { manager.loadComputationConfiguration(&group, false, false); };
+    EXPECT_EQ("cMissingItem|cComputationManager::setDrifts|", failureOf(failure).substr(0, 44));
+}
