@@ -6,7 +6,9 @@
 #include "tests/support/cParameterHelpers.h"
 #include "tests/support/cPipelineFixture.h"
 #include "tests/support/cSimCoreFixture.h"
+#include "tests/support/cTestCalibration.h"
 #include "tests/support/cTestHelpers.h"
+#include "tests/support/cThresholdAlgorithm.h"
 
 #include <gtest/gtest.h>
 
@@ -249,6 +251,8 @@ public:
             std::lock_guard<std::mutex> lock(m_mutex);
             m_messages.push_back(message);
         }
+        if (onMessage)
+            onMessage(message);
         if (message == kTestEndedMessage)
             ended.notify();
         return 0;
@@ -260,6 +264,8 @@ public:
         return m_messages;
     }
     cEventCounter ended;
+    // Runs on the manager's thread for each message, before the end is notified.
+    std::function<void(uint32_t)> onMessage;
 
 private:
     IHostWindow* m_previous;
@@ -333,4 +339,71 @@ TEST_F(cComputationOptionsTest, ComputationConfigurationRoundTripsAndRefusesWhat
                   "computation");
     auto const failure = [&] { manager.loadComputationConfiguration(&group, false, false); };
     EXPECT_EQ("cMissingItem|cComputationManager::setDrifts|", failureOf(failure).substr(0, 44));
+}
+
+namespace
+{
+// The threshold algorithm whose input gets a negative T0 on the crash file named `failOn`.
+class cFailingAlgorithm : public cThresholdAlgorithm
+{
+public:
+    using cThresholdAlgorithm::cThresholdAlgorithm;
+    std::string failOn;
+
+protected:
+    void prepareAllocation(unsigned int samples) override
+    {
+        cThresholdAlgorithm::prepareAllocation(samples);
+        if (myActiveFile != nullptr && myActiveFile->getFileName().find(failOn) != std::string::npos)
+            for (cChannel* channel : std::vector<cChannel*>(myActivePreprocessing->getChannels().first,
+                                                            myActivePreprocessing->getChannels().second))
+                getInputData(channel)->setT0(-1);
+    }
+};
+} // namespace
+
+// A failure in the first or a later file ends the test failed: 2530 after the item's own 2067, without
+// the closing 2067; a stop asked during a file ends it cancelled with the nominal values back.
+TEST_F(cComputationOptionsTest, ATestEndsFailedOrCancelled)
+{
+    cWaitingWindow host;
+    openProject();
+    cTestCalibration calibration(tempPath("calibration.cfg"));
+    myActiveCalibration = &calibration;
+    cFailingAlgorithm algorithm(tempPath("algorithm.cfg"));
+    myActiveAlgorithm = &algorithm;
+    addCrash("crash.csh");
+    addCrash("crash.bin");
+    cComputationManager& manager = *myActiveComputationManager;
+    manager.addTest(new cTestMgr("Test"));
+    for (char const* failOn : {"crash.csh", "crash.bin"})
+    {
+        algorithm.failOn = failOn;
+        std::size_t const before = host.messages().size();
+        unsigned int const ended = host.ended.count();
+        manager.startTest();
+        ASSERT_TRUE(host.ended.waitFor(ended + 1));
+        EXPECT_EQ(computationsFailed, manager.getComputationsState()) << failOn;
+        std::vector<uint32_t> const sent = host.messages();
+        EXPECT_EQ(1, std::count(sent.begin() + long(before), sent.end(), 2067u)) << failOn;
+        EXPECT_EQ(2530u, sent.back());
+    }
+    algorithm.failOn = "none";
+    cDriftParameter* const body = myActiveVehicle->cDriftParameterMgr::getParameter("Body Gain");
+    body->setRawDrift(1, 2, 0, 1, 0);
+    host.onMessage = [&](uint32_t message)
+    {
+        if (message == 2525)
+            manager.askForStop();
+    };
+    unsigned int const ended = host.ended.count();
+    manager.startTest();
+    ASSERT_TRUE(host.ended.waitFor(ended + 1));
+    EXPECT_EQ(computationsCancelled, manager.getComputationsState());
+    mpf_class value;
+    body->getRawValue(value);
+    EXPECT_EQ(1.0, value.get_d());
+    manager.removeAllTests();
+    myActiveAlgorithm = nullptr;
+    myActiveCalibration = nullptr;
 }
