@@ -301,13 +301,8 @@ void cComputationManager::startTest()
     if (getThreadHandle() == nullptr)
         throw cForbiddenAction(kSource, "cComputationManager::startTest", __LINE__,
                                "No test is listed: the computation manager has no thread to run a test on.");
-    for (int attempt = 0; attempt < 3; ++attempt)
-    {
-        if (platform::PostThreadMessageA(getThreadId(), START_TEST_MSG, 0, 0))
-            return;
-        platform::Sleep(100);
-    }
-    throw cMessageError(kSource, "cComputationManager::startTest", __LINE__);
+    if (!postCounted(this, START_TEST_MSG, nullptr))
+        throw cMessageError(kSource, "cComputationManager::startTest", __LINE__);
 }
 
 uint32_t cComputationManager::start(int priority, void* parameter, unsigned long stackSize)

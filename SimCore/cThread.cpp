@@ -1,5 +1,8 @@
 #include "SimCore/cThread.h"
 
+#include <condition_variable>
+#include <mutex>
+
 #include "BaseKit/Conversions.h"
 #include "BaseKit/UserMessages.h"
 #include "BaseKit/cKynException.h"
@@ -16,6 +19,11 @@ char const* const kSource = "SimCore/cThread";
 // rely on a thread having made its queue within that time after its start.
 constexpr int kPostAttempts = 3;
 constexpr uint32_t kPostRetryDelayMs = 100;
+// wParam of a counted post: the loop that handles it counts it off.
+uintptr_t const kCountedPost = 1;
+std::mutex g_flightMutex;
+std::condition_variable g_flightDone;
+long g_inFlight = 0;
 // What stop gives a thread to leave its loop after QUIT_MSG.
 constexpr uint32_t kStopDelayMs = 100;
 constexpr uint32_t kNoExitCode = 0xFFFFFFFF;
@@ -181,6 +189,7 @@ uint32_t cKynThread::userEntryPoint(void*)
     {
         uint32_t message = 0;
         cMessage* data = nullptr;
+        bool counted = false;
         if (m_attachedQueue && !m_attachedQueue->empty())
         {
             message = m_attachedQueue->front().message;
@@ -202,6 +211,7 @@ uint32_t cKynThread::userEntryPoint(void*)
             }
             message = received.message;
             data = reinterpret_cast<cMessage*>(received.lParam);
+            counted = received.wParam == kCountedPost;
         }
         // A failing handler is reported and the loop goes on: a stage thread survives any failure.
         try
@@ -217,6 +227,8 @@ uint32_t cKynThread::userEntryPoint(void*)
             cGenericException generic(kSource, "cKynThread::userEntryPoint", __LINE__, exception.what());
             doException(generic);
         }
+        if (counted)
+            countPost(-1);
     }
     return m_exitCode;
 }
@@ -229,6 +241,34 @@ void cKynThread::postMessageToThread(cKynThread* target, unsigned int message, f
 void cKynThread::postMessageToThread(cKynThread* target, unsigned int message)
 {
     postMessageToThreadWithRetries(target, message, nullptr);
+}
+
+
+void cKynThread::countPost(int change)
+{
+    std::lock_guard<std::mutex> lock(g_flightMutex);
+    g_inFlight += change;
+    if (g_inFlight == 0)
+        g_flightDone.notify_all();
+}
+
+void cKynThread::waitUntilPipelineIdle()
+{
+    std::unique_lock<std::mutex> lock(g_flightMutex);
+    g_flightDone.wait(lock, [] { return g_inFlight == 0; });
+}
+
+bool cKynThread::postCounted(cKynThread* target, unsigned int message, cMessage* data)
+{
+    countPost(1);
+    for (int attempt = 0; attempt < kPostAttempts; ++attempt)
+    {
+        if (platform::PostThreadMessageA(target->m_threadId, message, kCountedPost, reinterpret_cast<intptr_t>(data)))
+            return true;
+        platform::Sleep(kPostRetryDelayMs);
+    }
+    countPost(-1);
+    return false;
 }
 
 void cKynThread::postMessageToThreadWithRetries(cKynThread* target, unsigned int message, cMessage* data)
@@ -244,15 +284,8 @@ void cKynThread::postMessageToThreadWithRetries(cKynThread* target, unsigned int
                             ", bespokeQueue=" + flagText(target->m_attachedQueue != nullptr));
     if (!bSimulationMode)
     {
-        for (int attempt = 0; attempt < kPostAttempts; ++attempt)
-        {
-            if (platform::PostThreadMessageA(target->m_threadId, message, 0,
-                                             reinterpret_cast<intptr_t>(data)))
-            {
-                return;
-            }
-            platform::Sleep(kPostRetryDelayMs);
-        }
+        if (postCounted(target, message, data))
+            return;
         delete data;
         // Source, function and line are compared by hosts: they stay as they are.
         throw cMessageError(kSource, "cKynThread::postMessageToThreadWithRetries", 179);

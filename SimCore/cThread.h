@@ -88,6 +88,12 @@ public:
     // The attached queue takes simulation-mode posts to this thread instead of running them nested;
     // the loop serves it before the platform queue. A detach is carried out by the loop when it
     // next finds the queue empty.
+    // Blocks until every message posted to a thread's queue through the pipeline's posts has been
+    // handled: with real threads the stages of a test may still work after 2530. Call it from the host's
+    // own thread, never from a window message handler of the pipeline (it runs on a pipeline thread,
+    // which would wait for itself). Returns at once in simulation mode.
+    static void waitUntilPipelineIdle();
+
     void attachQueue();
     void detachQueue();
     bool isAttachedQueueEmpty() const;
@@ -100,6 +106,9 @@ protected:
     void postMessageToThread(cKynThread* target, unsigned int message, float value);
     // Posts with no payload.
     static void postMessageToThread(cKynThread* target, unsigned int message);
+    // A post into target's platform queue that waitUntilPipelineIdle counts, whatever the mode: up to
+    // 3 attempts 100 ms apart; false when none was taken (data is then the caller's again).
+    static bool postCounted(cKynThread* target, unsigned int message, cMessage* data);
     // For derived stages (friendship is not inherited) that build the cMessage themselves.
     static void postPreparedMessage(cKynThread* target, unsigned int message, cMessage* data)
     {
@@ -115,6 +124,9 @@ private:
     // The one road of every post. Owns data: if the post fails for good, data is deleted and
     // cMessageError thrown.
     static void postMessageToThreadWithRetries(cKynThread* target, unsigned int message, cMessage* data);
+
+    // The count of posted messages not yet handled, for waitUntilPipelineIdle.
+    static void countPost(int change);
 
     // Terminates and joins the threads that stop(false) left running.
     void endThreadsLeftRunning();
