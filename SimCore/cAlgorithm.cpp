@@ -371,8 +371,10 @@ void cAlgorithm::changeFile()
     m_anyDefectUsed = myActiveFile != nullptr && myActiveFile->isAnyDefectUsed() ? 1 : 0;
 }
 
-void cAlgorithm::runTest(cMessage const*)
+void cAlgorithm::runTest(cMessage const* data)
 {
+    // The unit's outputs are read until the last iteration over them: the unit is released then.
+    cHandOverRelease const unit(data);
     unsigned int longest = 0;
     if (myActivePreprocessing != nullptr && myActiveUnit != nullptr)
     {

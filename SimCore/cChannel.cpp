@@ -168,8 +168,11 @@ void cChannel::changeFile()
     cPreprocessorMgr::changeFile();
 }
 
-void cChannel::runTest(cMessage const*)
+void cChannel::runTest(cMessage const* data)
 {
+    cHandOverRelease vehicle(data);
+    // The unit reads this channel's results until its exploration is over.
+    waitForHandOvers();
     for (unsigned int i = 0; i < m_outputs.size(); ++i)
         m_outputs[i]->clear();
     m_entryPreprocessorIndex = 0;
@@ -182,6 +185,7 @@ void cChannel::runTest(cMessage const*)
     m_lastOutput = &last->getIterationValueList();
     // The vehicle overwrites its output with its next iteration: take a copy before anything else.
     copySignal(*m_currentInput, m_workingInput);
+    vehicle.now();
     setFileChanged(true);
     m_rawInput.clear();
     if (getAppliedDriftsNumber() != 0)
@@ -201,6 +205,7 @@ void cChannel::runTest(cMessage const*)
     }
     resetAllNominalValues();
     KYN_TRACE(m_logger, 4, getName() + ": Ready to send results for active file to acquisition");
+    handOver();
     postPreparedMessage(myActiveUnit, RUN_TEST_MSG, new cMessage(this, 0.0f));
 }
 

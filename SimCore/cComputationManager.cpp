@@ -125,6 +125,10 @@ void cComputationManager::onEndOfTest()
     // Late reports of a finished test fall away here.
     if (getComputationsState() != computationsRunning)
         return;
+    // With real threads the vehicle reports once it has handed its last iteration on: the channels,
+    // the unit and the algorithm finish this file before the next one becomes the active file.
+    if (!getSimulationMode())
+        waitUntilOthersHandled();
     if (isStopAsked())
     {
         for (uint32_t message : {kMechanicalIterationMessage, kElectronicIterationMessage,

@@ -131,6 +131,39 @@ bool cDriftManager::isProcessed()
     return processed && m_fileChanged == 0;
 }
 
+void cDriftManager::handOver()
+{
+    if (getSimulationMode())
+        return;
+    std::lock_guard<std::mutex> lock(m_handOverMutex);
+    ++m_handOvers;
+}
+
+void cDriftManager::releaseHandOver()
+{
+    if (getSimulationMode())
+        return;
+    std::lock_guard<std::mutex> lock(m_handOverMutex);
+    if (m_handOvers != 0 && --m_handOvers == 0)
+        m_handOversReleased.notify_all();
+}
+
+void cDriftManager::waitForHandOvers()
+{
+    if (getSimulationMode())
+        return;
+    std::unique_lock<std::mutex> lock(m_handOverMutex);
+    m_handOversReleased.wait(lock, [this] { return m_handOvers == 0; });
+}
+
+void cDriftManager::releaseSenderOf(cMessage const* data)
+{
+    if (data == nullptr)
+        return;
+    if (auto* const sender = dynamic_cast<cDriftManager*>(data->getSender()))
+        sender->releaseHandOver();
+}
+
 bool cDriftManager::isStopAsked()
 {
     return myActiveComputationManager != nullptr && myActiveComputationManager->isStopAsked();

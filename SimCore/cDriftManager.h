@@ -11,7 +11,9 @@
 #include "SimCore/cThread.h"
 #include "SimCore/cTimeEvent.h"
 
+#include <condition_variable>
 #include <cstdint>
+#include <mutex>
 #include <string>
 
 class cGraph;
@@ -43,6 +45,10 @@ public:
 
     // prepareForTest calls since the last reset.
     uint32_t getIterationNbr() const { return m_iterationNumber; }
+
+    // With real threads a stage hands a storage of its own to its receivers by pointer and must not
+    // overwrite it until each has done with it: a receiver calls this once per hand-over it took.
+    void releaseHandOver();
 
 protected:
     // One pass of the stage's processing over its current input.
@@ -80,6 +86,30 @@ protected:
     // One iteration more, for a stage that prepares its criteria itself (a channel prepares only
     // those from its entry preprocessor on).
     void countIteration() { ++m_iterationNumber; }
+    // One hand-over more to count before a post that passes a storage of this stage (real threads only;
+    // in simulation mode the receiver has finished when the post returns).
+    void handOver();
+    // Waits until every receiver has released what this stage handed over (real threads only).
+    void waitForHandOvers();
+    // The receiver's side: the sender of the message, when it is a stage, has its hand-over released.
+    static void releaseSenderOf(cMessage const* data);
+    // Releases the sender of a message once, when asked or at the end of the scope whatever happens.
+    class cHandOverRelease
+    {
+    public:
+        explicit cHandOverRelease(cMessage const* data) : m_data(data) {}
+        ~cHandOverRelease() { now(); }
+        cHandOverRelease(cHandOverRelease const&) = delete;
+        cHandOverRelease& operator=(cHandOverRelease const&) = delete;
+        void now()
+        {
+            releaseSenderOf(m_data);
+            m_data = nullptr;
+        }
+
+    private:
+        cMessage const* m_data;
+    };
     bool isFileChanged() const { return m_fileChanged != 0; }
     void setFileChanged(bool changed) { m_fileChanged = changed ? 1 : 0; }
 
@@ -89,4 +119,7 @@ private:
 
     unsigned char m_fileChanged = 0;
     uint32_t m_iterationNumber = 0;
+    std::mutex m_handOverMutex;
+    std::condition_variable m_handOversReleased;
+    unsigned int m_handOvers = 0;
 };

@@ -243,12 +243,11 @@ void cKynThread::postMessageToThread(cKynThread* target, unsigned int message)
     postMessageToThreadWithRetries(target, message, nullptr);
 }
 
-
 void cKynThread::countPost(int change)
 {
     std::lock_guard<std::mutex> lock(g_flightMutex);
     g_inFlight += change;
-    if (g_inFlight == 0)
+    if (g_inFlight <= 1)
         g_flightDone.notify_all();
 }
 
@@ -258,12 +257,19 @@ void cKynThread::waitUntilPipelineIdle()
     g_flightDone.wait(lock, [] { return g_inFlight == 0; });
 }
 
+void cKynThread::waitUntilOthersHandled()
+{
+    std::unique_lock<std::mutex> lock(g_flightMutex);
+    g_flightDone.wait(lock, [] { return g_inFlight <= 1; });
+}
+
 bool cKynThread::postCounted(cKynThread* target, unsigned int message, cMessage* data)
 {
     countPost(1);
     for (int attempt = 0; attempt < kPostAttempts; ++attempt)
     {
-        if (platform::PostThreadMessageA(target->m_threadId, message, kCountedPost, reinterpret_cast<intptr_t>(data)))
+        if (platform::PostThreadMessageA(target->m_threadId, message, kCountedPost,
+                                         reinterpret_cast<intptr_t>(data)))
             return true;
         platform::Sleep(kPostRetryDelayMs);
     }

@@ -93,6 +93,8 @@ public:
     // own thread, never from a window message handler of the pipeline (it runs on a pipeline thread,
     // which would wait for itself). Returns at once in simulation mode.
     static void waitUntilPipelineIdle();
+    // The same, from the handler of a counted message: until only that one is left.
+    static void waitUntilOthersHandled();
 
     void attachQueue();
     void detachQueue();

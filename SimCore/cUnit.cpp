@@ -191,6 +191,7 @@ void cUnit::reset()
 
 void cUnit::changeFile()
 {
+    waitForHandOvers();
     cDriftManager::changeFile();
     cPreprocessorChainMgr::changeFile();
     m_inputValues.clear();
@@ -229,6 +230,18 @@ void cUnit::runTest(cMessage const* data)
     for (unsigned int i = 0; i < m_channelResults.size(); ++i)
         if (m_channelResults[i] == nullptr)
             return;
+    // Every channel's results are read until the exploration ends: each is released then, whatever
+    // happens.
+    struct sReleaseChannels
+    {
+        ~sReleaseChannels()
+        {
+            unsigned int cursor = 0;
+            for (cChannel* c = myActivePreprocessing->firstChannel(cursor); c != nullptr;
+                 c = myActivePreprocessing->nextChannel(cursor))
+                c->releaseHandOver();
+        }
+    } const releaseChannels;
     bool const statistical =
         myActiveComputationManager != nullptr && myActiveComputationManager->isStatisticalModuleActive();
     KYN_TRACE(m_logger, 3,
@@ -321,6 +334,8 @@ void cUnit::performPartialExploration()
 
 void cUnit::performIteration()
 {
+    // The algorithm reads the outputs until it has run over them.
+    waitForHandOvers();
     prepareForTest();
     for (unsigned int i = 0; i < m_currentInputs.size() && i < m_inputValues.size(); ++i)
     {
@@ -354,5 +369,8 @@ void cUnit::endOfIteration()
     }
     KYN_TRACE(m_logger, 4, "Ready to send results of the iteration for active file to algorithm");
     if (myActiveAlgorithm != nullptr)
+    {
+        handOver();
         postPreparedMessage(myActiveAlgorithm, RUN_TEST_MSG, new cMessage(this, 0.0f));
+    }
 }

@@ -235,6 +235,8 @@ void cVehicle::prepareForTest()
 
 void cVehicle::performIteration()
 {
+    // The channels copy their input first thing: the outputs are free again once each has.
+    waitForHandOvers();
     prepareForTest();
     for (unsigned int i = 0; i < m_inputs.size() && i < m_inputValues.size(); ++i)
     {
@@ -282,6 +284,7 @@ void cVehicle::endOfIteration()
         if (isStopAsked())
             continue;
         channel->setInputDataStorage(m_outputs[i]);
+        handOver();
         postPreparedMessage(channel, RUN_TEST_MSG, new cMessage(this, 0.0f));
     }
 }

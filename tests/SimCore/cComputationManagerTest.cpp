@@ -407,3 +407,52 @@ TEST_F(cComputationOptionsTest, ATestEndsFailedOrCancelled)
     myActiveAlgorithm = nullptr;
     myActiveCalibration = nullptr;
 }
+
+// Two files under drifts of vehicle, channel, unit and calibration: the same time events whether each
+// stage has its thread or the whole study runs nested on the manager's (the hand-overs wait for their
+// receivers, and the host waits for every stage after 2530).
+TEST_F(cComputationOptionsTest, RealThreadsGiveTheTimeEventsOfSimulationMode)
+{
+    auto const study = [&](bool simulation)
+    {
+        cKynThread::setSimulationMode(simulation);
+        cWaitingWindow host;
+        openProject();
+        auto calibration = std::make_unique<cTestCalibration>(tempPath("calibration.cfg"));
+        myActiveCalibration = calibration.get();
+        auto algorithm = std::make_unique<cThresholdAlgorithm>(tempPath("algorithm.cfg"));
+        myActiveAlgorithm = algorithm.get();
+        algorithm->start(0, nullptr, 0);
+        std::vector<cKynFile*> const files{addCrash("crash.csh"), addCrash("crash.bin")};
+        myActiveVehicle->cDriftParameterMgr::getParameter("Body Gain")->setRawDrift(1, 2, 1, 1, 0);
+        channels()[0]->cDriftParameterMgr::getParameter("Sensitivity ACU_X")->setRawDrift(1, 2, 1, 1, 0);
+        myActiveUnit->cDriftParameterMgr::getParameter("ADC Gain")->setRawDrift(1, 2, 1, 1, 0);
+        calibration->getParameter("Threshold")->setRawDrift(10, 15, 5, 5, 0);
+        cComputationManager& manager = *myActiveComputationManager;
+        manager.addTest(new cTestMgr("Test"));
+        manager.startTest();
+        EXPECT_TRUE(host.ended.waitFor(1));
+        cKynThread::waitUntilPipelineIdle();
+        EXPECT_EQ(computationsFinished, manager.getComputationsState());
+        std::vector<long> result;
+        for (cKynFile* file : files)
+        {
+            auto const* values = static_cast<cTimeEventValuesForOneFile const*>(
+                algorithm->cTimeEventMgr::getParameter("Fire")->getValueList(file));
+            result.insert(result.end(), {long(values->getIterationCount()), values->getMinValue(),
+                                         values->getNomValue(), values->getMaxValue()});
+        }
+        manager.removeAllTests();
+        myActiveFile = nullptr;
+        myActiveAlgorithm = nullptr;
+        algorithm.reset();
+        myActiveCalibration = nullptr;
+        calibration.reset();
+        project.reset();
+        return result;
+    };
+    std::vector<long> const simulated = study(true);
+    // Per file: 2 x 2 x 2 x 3 iterations; the threshold of 5 fires at step 1 on the doubled gains.
+    EXPECT_EQ((std::vector<long>{24, 1, 3, 3, 24, 1, 3, 3}), simulated);
+    EXPECT_EQ(simulated, study(false));
+}
