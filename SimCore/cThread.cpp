@@ -19,11 +19,6 @@ char const* const kSource = "SimCore/cThread";
 // rely on a thread having made its queue within that time after its start.
 constexpr int kPostAttempts = 3;
 constexpr uint32_t kPostRetryDelayMs = 100;
-// wParam of a counted post: the loop that handles it counts it off.
-uintptr_t const kCountedPost = 1;
-std::mutex g_flightMutex;
-std::condition_variable g_flightDone;
-long g_inFlight = 0;
 // What stop gives a thread to leave its loop after QUIT_MSG.
 constexpr uint32_t kStopDelayMs = 100;
 constexpr uint32_t kNoExitCode = 0xFFFFFFFF;
@@ -35,11 +30,24 @@ char const* flagText(bool flag)
 
 // Messages of the pipeline still queued when a thread ends carry a cMessage that nobody else will
 // delete. Other ids are not ours: their words are left alone.
+// wParam of a counted post: the loop that handles it counts it off.
+uintptr_t const kCountedPost = 1;
+std::mutex g_flightMutex;
+std::condition_variable g_flightDone;
+long g_inFlight = 0;
+
+// A message that a thread's end left in its queue: freed, and no longer waited for.
 void deleteDiscardedMessage(platform::sThreadMessage const& message)
 {
     if (message.message >= QUIT_MSG && message.message <= RUN_TEST_MSG)
     {
         delete reinterpret_cast<cMessage*>(message.lParam);
+    }
+    if (message.wParam == kCountedPost)
+    {
+        std::lock_guard<std::mutex> lock(g_flightMutex);
+        if (--g_inFlight <= 1)
+            g_flightDone.notify_all();
     }
 }
 } // namespace
@@ -60,7 +68,10 @@ cKynThread::cKynThread(std::string name, unsigned int lowestMessage, unsigned in
 cKynThread::~cKynThread()
 {
     stop(true);
-    // Entries still queued keep their cMessage: destroying the queue frees only its cells.
+    // Entries still queued keep their cMessage: destroying the queue frees only its cells. They are
+    // no longer waited for.
+    if (m_attachedQueue)
+        countPost(-static_cast<int>(m_attachedQueue->size()));
     m_attachedQueue.reset();
 }
 
@@ -195,6 +206,7 @@ uint32_t cKynThread::userEntryPoint(void*)
             message = m_attachedQueue->front().message;
             data = m_attachedQueue->front().data;
             m_attachedQueue->pop_front();
+            counted = true;
         }
         else
         {
@@ -301,5 +313,7 @@ void cKynThread::postMessageToThreadWithRetries(cKynThread* target, unsigned int
         target->ProcessMessage(message, data);
         return;
     }
+    // Counted like a post to a queue: the manager's walk goes on through these in simulation mode.
+    countPost(1);
     target->m_attachedQueue->push_back({message, data});
 }

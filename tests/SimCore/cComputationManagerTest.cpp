@@ -287,6 +287,7 @@ TEST_F(cComputationOptionsTest, ATestWalksTheUsedFilesAndFinishesWithTheHostTold
     std::size_t const before = host.messages().size(); // the messages of the project's loading
     manager.startTest();
     ASSERT_TRUE(host.ended.waitFor(1));
+    cKynThread::waitUntilPipelineIdle();
     EXPECT_EQ(computationsFinished, manager.getComputationsState());
     std::vector<uint32_t> const sent = host.messages();
     EXPECT_EQ((std::vector<uint32_t>{2524, 2525, 2526, 2527, 2528, 2529, 2067, 2524, 2525, 2526, 2526,
@@ -383,6 +384,7 @@ TEST_F(cComputationOptionsTest, ATestEndsFailedOrCancelled)
         unsigned int const ended = host.ended.count();
         manager.startTest();
         ASSERT_TRUE(host.ended.waitFor(ended + 1));
+        cKynThread::waitUntilPipelineIdle(); // 2530 comes before the nominal values are restored
         EXPECT_EQ(computationsFailed, manager.getComputationsState()) << failOn;
         std::vector<uint32_t> const sent = host.messages();
         EXPECT_EQ(1, std::count(sent.begin() + long(before), sent.end(), 2067u)) << failOn;
@@ -399,6 +401,7 @@ TEST_F(cComputationOptionsTest, ATestEndsFailedOrCancelled)
     unsigned int const ended = host.ended.count();
     manager.startTest();
     ASSERT_TRUE(host.ended.waitFor(ended + 1));
+    cKynThread::waitUntilPipelineIdle();
     EXPECT_EQ(computationsCancelled, manager.getComputationsState());
     mpf_class value;
     body->getRawValue(value);
