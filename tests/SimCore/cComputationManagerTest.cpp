@@ -459,3 +459,25 @@ TEST_F(cComputationOptionsTest, RealThreadsGiveTheTimeEventsOfSimulationMode)
     EXPECT_EQ((std::vector<long>{24, 1, 3, 3, 24, 1, 3, 3}), simulated);
     EXPECT_EQ(simulated, study(false));
 }
+
+// Items without a used file are passed over without their 2067: with none at all, the walk sends the
+// first item's 2067 and the closing one, and the test finishes at once.
+TEST_F(cComputationOptionsTest, ItemsWithoutUsedFilesArePassedOver)
+{
+    cWaitingWindow host;
+    openProject();
+    project->addNewMultiPreprocessingItem("Second");
+    project->addNewMultiPreprocessingItem("Third");
+    cComputationManager& manager = *myActiveComputationManager;
+    manager.addTest(new cTestMgr("Test"));
+    std::size_t const before = host.messages().size();
+    manager.startTest();
+    ASSERT_TRUE(host.ended.waitFor(1));
+    cKynThread::waitUntilPipelineIdle();
+    EXPECT_EQ(computationsFinished, manager.getComputationsState());
+    std::vector<uint32_t> const sent = host.messages();
+    EXPECT_EQ(2, std::count(sent.begin() + long(before), sent.end(), 2067u))
+        << "item 0, then the closing one";
+
+    manager.removeAllTests();
+}
