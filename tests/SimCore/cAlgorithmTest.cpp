@@ -297,18 +297,6 @@ TEST_F(cAlgorithmStageTest, ShortChannelsArePaddedAndTimeOriginsMustAgree)
                   [&] {
                       handOver({{100, {0, 1}}, {200, {0, 1}}});
                   }));
-    auto const lineOf = [](auto call)
-    {
-        try
-        {
-            call();
-        }
-        catch (cKynException const& e)
-        {
-            return e.getLine();
-        }
-        return 0;
-    };
     EXPECT_EQ(321, lineOf([&] { handOver({{100, {0, 1}}, {200, {0, 1}}}); }));
     EXPECT_EQ(312, lineOf([&] { handOver({{-100, {0, 1}}, {-100, {0, 1}}}); }));
 }

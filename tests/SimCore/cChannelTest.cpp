@@ -14,19 +14,6 @@ namespace
 std::string const kData = std::string(SIMCORE_TEST_DATA_DIR) + "SimCore/channels/";
 using tResults = std::vector<std::vector<float>>;
 
-template <typename F> int lineOf(F call)
-{
-    try
-    {
-        call();
-    }
-    catch (cKynException const& e)
-    {
-        return e.getLine();
-    }
-    return 0;
-}
-
 class cChannelTest : public cPipelineFixture
 {
 protected:

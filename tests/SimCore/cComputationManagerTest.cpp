@@ -187,12 +187,26 @@ TEST_F(cComputationOptionsTest, MechanicalDriftsStepTogetherOnlyWithTheSameNumbe
     EXPECT_FALSE(manager.isMechanicalSameIterationDrifted());
     ASSERT_EQ(1u, messages.entries().size());
     EXPECT_EQ("error", messages.entries()[0].kind);
+    // Silently the option is taken; the check refuses it (strict) or tells the user and drops it.
     manager.setMechanicalSameIterationDrifted(true, true);
     EXPECT_TRUE(manager.isMechanicalSameIterationDrifted());
+    auto const strict = [&] { manager.checkComputationOptions(true); };
+    EXPECT_EQ(
+        "161|cForbiddenAction|cComputationManager::checkComputationOptions|The mechanical drifts do not "
+        "have the same number of points, cannot perform mechanical step with the same drift iteration.",
+        std::to_string(lineOf(strict)) + "|" + failureOf(strict));
+    manager.checkComputationOptions(false);
+    EXPECT_FALSE(manager.isMechanicalSameIterationDrifted());
+    EXPECT_EQ(
+        "MultiPreprocessing item '" + myActiveMultiPreprocessingMgr->getSelectedItem()->getName() +
+            "':\nThe mechanical drifts do not have the same number of points, cannot perform mechanical "
+            "step with the same drift iteration.\n'Do not cross mechanical drifts' option will be "
+            "deactivated.",
+        messages.entries().back().text);
     myActiveVehicle->cDriftParameterMgr::getParameter("Body Mass")->setRawDrift(1, 2, 0, 1, 0);
     manager.setMechanicalSameIterationDrifted(true, false);
     auto const sent = window.messages();
-    EXPECT_EQ(3, std::count_if(sent.begin(), sent.end(), [](auto const& m) { return m.message == 2533; }));
+    EXPECT_EQ(4, std::count_if(sent.begin(), sent.end(), [](auto const& m) { return m.message == 2533; }));
 
     // Both drifts step together: three vehicle iterations instead of nine.
     runFile(addCrash("crash.csh"));
@@ -257,11 +271,21 @@ public:
             ended.notify();
         return 0;
     }
-    bool postMessage(uint32_t, uintptr_t, intptr_t) override { return true; }
+    bool postMessage(uint32_t message, uintptr_t, intptr_t) override
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_posted.push_back(message);
+        return true;
+    }
     std::vector<uint32_t> messages() const
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         return m_messages;
+    }
+    std::vector<uint32_t> posted() const
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_posted;
     }
     cEventCounter ended;
     // Runs on the manager's thread for each message, before the end is notified.
@@ -271,11 +295,13 @@ private:
     IHostWindow* m_previous;
     mutable std::mutex m_mutex;
     std::vector<uint32_t> m_messages;
+    std::vector<uint32_t> m_posted;
 };
 } // namespace
 
 // Two used files of the one item: the vehicle runs each, its report moves the walk on, and the test
-// finishes with the host told in order; a start during the run would have changed nothing.
+// finishes with the host told in order. During the run a second start changes nothing, and neither
+// drifts nor options can be loaded (the file form tells the host by 2534).
 TEST_F(cComputationOptionsTest, ATestWalksTheUsedFilesAndFinishesWithTheHostToldInOrder)
 {
     cWaitingWindow host;
@@ -283,8 +309,19 @@ TEST_F(cComputationOptionsTest, ATestWalksTheUsedFilesAndFinishesWithTheHostTold
     addCrash("crash.csh");
     addCrash("crash.bin");
     cComputationManager& manager = *myActiveComputationManager;
+    manager.saveComputationConfiguration(tempPath("computation.cfg"));
+    cConfigurationGroup options = readGroup(readText(tempPath("computation.cfg")), "computation");
     manager.addTest(new cTestMgr("Test"));
     std::size_t const before = host.messages().size(); // the messages of the project's loading
+    std::string duringRun;
+    host.onMessage = [&](uint32_t message)
+    {
+        if (message != 2526 || manager.getComputationsState() != computationsRunning || !duringRun.empty())
+            return;
+        duringRun = std::to_string(manager.ProcessMessage(START_TEST_MSG, nullptr)) + "|" +
+                    failureOf([&] { manager.setDriftConfigurationParameters(&options, false, false); });
+        manager.loadComputationConfiguration(tempPath("computation.cfg"));
+    };
     manager.startTest();
     ASSERT_TRUE(host.ended.waitFor(1));
     cKynThread::waitUntilPipelineIdle();
@@ -301,11 +338,19 @@ TEST_F(cComputationOptionsTest, ATestWalksTheUsedFilesAndFinishesWithTheHostTold
                                      std::to_string(manager.getElectronicIterationNbr().total) + " " +
                                      std::to_string(manager.getAcquisitionIterationNbr().number) + "/" +
                                      std::to_string(manager.getAcquisitionIterationNbr().total));
+    EXPECT_EQ("0|cTestAlreadyRunningException|cComputationManager::setDriftConfigurationParameters|Unable to "
+              "change computation option while computation is running",
+              duringRun);
+    ASSERT_EQ(1u, messages.entries().size());
+    EXPECT_EQ("Unable to change drifts while computation is running", messages.entries()[0].text);
+    EXPECT_EQ((std::vector<uint32_t>{2534}), host.posted());
+    EXPECT_EQ("", manager.getStatisticalConfigurationFileName());
     manager.removeAllTests();
 }
 
-// The options and the drifts of vehicle, channels and unit go to a file and come back the same; a drift
-// naming an unknown parameter is refused with its name, and a range without its step with line 1501.
+// The options and the drifts of vehicle, channels and unit go to a file and come back the same. What a
+// load cannot place is refused: an unknown parameter, a channel of another description (line 1440),
+// a range without its minimum (line 1501).
 TEST_F(cComputationOptionsTest, ComputationConfigurationRoundTripsAndRefusesWhatItCannotPlace)
 {
     openProject();
@@ -334,12 +379,73 @@ TEST_F(cComputationOptionsTest, ComputationConfigurationRoundTripsAndRefusesWhat
     ASSERT_EQ(1u, messages.entries().size());
     EXPECT_EQ("cBadReference", messages.entries()[0].title);
     EXPECT_EQ("", manager.getStatisticalConfigurationFileName());
-    cConfigurationGroup group =
-        readGroup(options + "Drifts Configuration {\nDrift {\nName = Unit\nParameter = ADC "
-                            "Gain\nNominal = 1\nMaximum Value = 2\nStep = 1\n}\n}\n",
-                  "computation");
-    auto const failure = [&] { manager.loadComputationConfiguration(&group, false, false); };
-    EXPECT_EQ("cMissingItem|cComputationManager::setDrifts|", failureOf(failure).substr(0, 44));
+    auto const sent = window.messages();
+    EXPECT_EQ(0, std::count_if(sent.begin(), sent.end(), [](auto const& m) { return m.message == 2534; }))
+        << "2534 only during a run";
+
+    auto const refusal = [&](std::string const& drift)
+    {
+        cConfigurationGroup group =
+            readGroup(options + "Drifts Configuration {\nDrift {\n" + drift + "}\n}\n", "computation");
+        auto const load = [&] { manager.loadComputationConfiguration(&group, false, false); };
+        return std::to_string(lineOf(load)) + "|" + failureOf(load);
+    };
+    EXPECT_EQ(
+        "1440|cMissingItem|cComputationManager::setDrifts|Missing \"ACU_X (Lateral)\".\n  Unable to load "
+        "drifts configuration.",
+        refusal("Name = Preprocessing\nChannel = ACU_X\nChannel Description = Lateral\nParameter = "
+                "Offset ACU_X\nNominal = 1\n"));
+    EXPECT_EQ("1501|cMissingItem|cComputationManager::setDrifts|Missing Min, Max or Step value of parameter "
+              "\"Pipeline Acquisition - ADC Gain\".\nUnable to load drifts configuration",
+              refusal("Name = Unit\nParameter = ADC Gain\nNominal = 1\nMaximum Value = 2\nStep = 1\n"));
+    EXPECT_EQ("0|no exception",
+              refusal("Name = Preprocessing\nChannel = ACU_X\nChannel Description = "
+                      "Longitudinal acceleration\nParameter = Offset ACU_X\nNominal = 3\n"));
+    mpf_class value;
+    channels()[0]->cDriftParameterMgr::getParameter("Offset ACU_X")->getRawValue(value);
+    EXPECT_EQ(3.0, value.get_d()) << "a nominal value without a range sets no drift";
+}
+
+// The statistical module must draw fewer combinations than the channels' cross and at least one:
+// strict, the check refuses (and a save writes nothing); otherwise it tells the user and empties the
+// module, whose active flag stays, so that the next check finds no iteration.
+TEST_F(cComputationOptionsTest, TheStatisticalModuleIsCheckedAgainstTheChannelsCross)
+{
+    openProject();
+    cComputationManager& manager = *myActiveComputationManager;
+    channels()[0]->cDriftParameterMgr::getParameter("Sensitivity ACU_X")->setRawDrift(1, 2, 0, 1, 0);
+    channels()[1]->cDriftParameterMgr::getParameter("Offset ACU_Y")->setRawDrift(0, 2, -1, 1, 0);
+    manager.setStatisticalModuleActivation(true, false);
+    manager.fillStatisticalModule(3, 12, true);
+    auto const strict = [&] { manager.checkComputationOptions(true); };
+    EXPECT_EQ("210|cForbiddenAction|cComputationManager::checkComputationOptions|Statistical module "
+              "configuration: too many iterations programmed.",
+              std::to_string(lineOf(strict)) + "|" + failureOf(strict));
+    manager.saveComputationConfiguration(tempPath("computation.cfg"));
+    EXPECT_FALSE(std::filesystem::exists(tempPath("computation.cfg")));
+    manager.checkComputationOptions(false);
+    EXPECT_EQ(0u, manager.getStatisticalCombinationNumber());
+    EXPECT_TRUE(manager.isStatisticalModuleActive());
+    EXPECT_EQ("179|cForbiddenAction|cComputationManager::checkComputationOptions|Statistical module "
+              "configuration: no iteration programmed.",
+              std::to_string(lineOf(strict)) + "|" + failureOf(strict));
+    manager.checkComputationOptions(false);
+    std::vector<std::string> texts;
+    for (auto const& entry : messages.entries())
+        texts.push_back(entry.kind + "|" + entry.text);
+    std::string const item =
+        "MultiPreprocessing item '" + myActiveMultiPreprocessingMgr->getSelectedItem()->getName() + "':\n";
+    EXPECT_EQ((std::vector<std::string>{
+                  "exception|Statistical module configuration: too many iterations programmed.",
+                  "error|" + item +
+                      "Statistical module configuration: too many iterations programmed.\n"
+                      "Statistical module has been deactivated.",
+                  "error|" + item +
+                      "Statistical module configuration: no iteration programmed.\n"
+                      "Statistical module will be deactivated."}),
+              texts);
+    manager.fillStatisticalModule(3, 11, true);
+    EXPECT_EQ(0, lineOf(strict));
 }
 
 namespace

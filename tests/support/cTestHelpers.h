@@ -63,3 +63,15 @@ catch (cKynException const& e)
 {
     return e.getSourceFile() + "|" + e.getClassName() + "|" + e.getFunction() + "|" + e.what();
 }
+
+// The line that the family exception thrown by call names, or 0 when it throws none.
+template <typename F> int lineOf(F call)
+try
+{
+    call();
+    return 0;
+}
+catch (cKynException const& e)
+{
+    return e.getLine();
+}
