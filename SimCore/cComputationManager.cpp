@@ -261,6 +261,15 @@ void cComputationManager::SwitchToMultiPpItem(unsigned int index)
                                "The mechanical drifts do not have the same number of points, cannot perform "
                                "mechanical step with the same drift iteration.");
     }
+    // A drift changed since the module was drawn: draw it again with its seed and size, before the
+    // stages of the item get their reset.
+    if (isStatisticalModuleActive() && !isStatisticalModuleValid())
+    {
+        doInformationMessage(
+            "Some drifts have changed since the last statistical module configuration.\n Kyn "
+            "will update the statistical module.");
+        fillStatisticalModule(m_seed, m_combinations.size(), false);
+    }
     resetForNewMultiPreprocessingItem();
     if (myActiveAlgorithm != nullptr)
         myActiveAlgorithm->changeMultiPreprocessingItem();
@@ -561,6 +570,8 @@ void cComputationManager::getCurrentMultipreprocessingItemStepsPointNumber(
             channels.add(pointProduct(c));
             electronic *= channels[channels.size() - 1];
         });
+    if (isStatisticalModuleActive())
+        electronic = m_combinations.size();
     acquisition = myActiveUnit != nullptr ? pointProduct(*myActiveUnit) : 1;
     algorithm = myActiveCalibration != nullptr ? pointProduct(*myActiveCalibration) : 1;
 }
@@ -602,6 +613,32 @@ void cComputationManager::getTotalStepsPointNumber(unsigned long long& files, un
         acquisition += item->getAcquisitionIterations();
         algorithm += item->getAlgorithmIterations();
     }
+}
+
+unsigned long long cComputationManager::getIterationNumberForOneFile() const
+{
+    unsigned long long files = 0, mechanical = 0, electronic = 0, acquisition = 0, algorithm = 0;
+    cStorage<unsigned long long> channels(10);
+    getCurrentMultipreprocessingItemStepsPointNumber(files, mechanical, channels, electronic, acquisition,
+                                                     algorithm);
+    return mechanical * electronic * acquisition * algorithm;
+}
+
+bool cComputationManager::isIterationNumberForOneFileValid() const
+{
+    unsigned long long files = 0, mechanical = 0, electronic = 0, acquisition = 0, algorithm = 0;
+    cStorage<unsigned long long> channels(10);
+    getCurrentMultipreprocessingItemStepsPointNumber(files, mechanical, channels, electronic, acquisition,
+                                                     algorithm);
+    // Each factor is at most 32 bits wide, so a product of two that already fit cannot wrap 64 bits.
+    unsigned long long product = files;
+    for (unsigned long long factor : {mechanical, electronic, acquisition, algorithm})
+    {
+        if (product > 0xFFFFFFFFull || factor > 0xFFFFFFFFull)
+            return false;
+        product *= factor;
+    }
+    return product <= 0xFFFFFFFFull;
 }
 
 void cComputationManager::getIterationDriftCombinationIdx(unsigned int iteration,

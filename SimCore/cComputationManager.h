@@ -218,7 +218,8 @@ public:
 
     // The iterations each stage runs for the active objects: used files; vehicle (the first drift's
     // points when its drifts step together, else the product, 1 without drift); each channel's product;
-    // all channels' (their product); unit; calibration.
+    // all channels' (their product, or the statistical module's combinations when it is active); unit;
+    // calibration.
     void getCurrentMultipreprocessingItemStepsPointNumber(
         unsigned long long& files, unsigned long long& mechanical, cStorage<unsigned long long>& channels,
         unsigned long long& electronic, unsigned long long& acquisition, unsigned long long& algorithm) const;
@@ -229,6 +230,11 @@ public:
     void getTotalStepsPointNumber(unsigned long long& files, unsigned long long& mechanical,
                                   unsigned long long& electronic, unsigned long long& acquisition,
                                   unsigned long long& algorithm);
+    // The iterations of one crash file: mechanical x electronic x acquisition x algorithm of the active
+    // objects. Valid while every partial product from the files on (files, x mechanical, ..., x
+    // algorithm) fits into 32 bits, since the stages count iterations in 32 bits.
+    unsigned long long getIterationNumberForOneFile() const;
+    bool isIterationNumberForOneFileValid() const;
     // The converted drift values of an iteration of one crash file, one new value per drifted
     // parameter in the order of getDriftedParametersList (the values held before are deleted). The
     // last drift varies fastest.

@@ -232,6 +232,7 @@ TEST_F(cComputationOptionsTest, IterationsSplitIntoDriftPointsWithTheLastDriftFa
     EXPECT_EQ(1u, manager.getDriftParameterIdx(adc));
     EXPECT_EQ(0xFFFFFFFFu,
               manager.getDriftParameterIdx(channels()[0]->cDriftParameterMgr::getParameter("Offset ACU_X")));
+    EXPECT_EQ(6u, manager.getIterationNumberForOneFile());
 
     cStorage<mpfClass*> values(5);
     std::vector<std::vector<double>> combinations;
@@ -243,6 +244,15 @@ TEST_F(cComputationOptionsTest, IterationsSplitIntoDriftPointsWithTheLastDriftFa
     EXPECT_EQ((std::vector<std::vector<double>>{{1, 1}, {1, 2}, {0, 1}, {0, 2}, {2, 1}, {2, 2}, {1, 1}}),
               combinations);
     EXPECT_EQ(2.0, manager.getIterationConvertedDriftValue(5, body).get_d());
+    // The check counts the used files too: 2 files x 3 x 65536 x 11000 passes 32 bits, one file would not.
+    addCrash("crash.csh");
+    addCrash("crash.bin");
+    EXPECT_TRUE(manager.isIterationNumberForOneFileValid());
+    channels()[0]->cDriftParameterMgr::getParameter("Offset ACU_X")->setRawDrift(0, 65535, 0, 1, 0);
+    EXPECT_TRUE(manager.isIterationNumberForOneFileValid());
+    adc->setRawDrift(1, 10999, 0, 1, 0);
+    EXPECT_EQ(3ull * 65536 * 11000, manager.getIterationNumberForOneFile());
+    EXPECT_FALSE(manager.isIterationNumberForOneFileValid());
     EXPECT_EQ(1.0, manager
                        .getIterationConvertedDriftValue(
                            5, channels()[0]->cDriftParameterMgr::getParameter("Sensitivity ACU_X"))
@@ -567,7 +577,8 @@ TEST_F(cComputationOptionsTest, RealThreadsGiveTheTimeEventsOfSimulationMode)
 }
 
 // Items without a used file are passed over without their 2067: with none at all, the walk sends the
-// first item's 2067 and the closing one, and the test finishes at once.
+// first item's 2067 and the closing one, and the test finishes at once. The visited item draws again a
+// statistical module whose drifts changed since, with its seed and size.
 TEST_F(cComputationOptionsTest, ItemsWithoutUsedFilesArePassedOver)
 {
     cWaitingWindow host;
@@ -575,6 +586,12 @@ TEST_F(cComputationOptionsTest, ItemsWithoutUsedFilesArePassedOver)
     project->addNewMultiPreprocessingItem("Second");
     project->addNewMultiPreprocessingItem("Third");
     cComputationManager& manager = *myActiveComputationManager;
+    cDriftParameter* const offset = channels()[1]->cDriftParameterMgr::getParameter("Offset ACU_Y");
+    offset->setRawDrift(0, 2, -1, 1, 0);
+    manager.fillStatisticalModule(9, 3, false);
+    manager.setStatisticalModuleActivation(true, false);
+    offset->setRawDrift(0, 1, -1, 1, 0);
+    EXPECT_FALSE(manager.isStatisticalModuleValid());
     manager.addTest(new cTestMgr("Test"));
     std::size_t const before = host.messages().size();
     manager.startTest();
@@ -584,6 +601,14 @@ TEST_F(cComputationOptionsTest, ItemsWithoutUsedFilesArePassedOver)
     std::vector<uint32_t> const sent = host.messages();
     EXPECT_EQ(2, std::count(sent.begin() + long(before), sent.end(), 2067u))
         << "item 0, then the closing one";
+    EXPECT_TRUE(manager.isStatisticalModuleValid());
+    EXPECT_EQ("3 9", std::to_string(manager.getStatisticalCombinationNumber()) + " " +
+                         std::to_string(manager.getStatisticalRandomSeed()));
+    ASSERT_EQ(1u, messages.entries().size());
+    EXPECT_EQ(
+        "Some drifts have changed since the last statistical module configuration.\n Kyn will update the "
+        "statistical module.",
+        messages.entries()[0].text);
 
     manager.removeAllTests();
 }

@@ -192,6 +192,8 @@ TEST_F(cUnitTest, TheStatisticalModuleRunsItsDrawnCombinationsOnly)
     manager.fillStatisticalModule(7, 5, false);
     EXPECT_EQ(first, drawn());
     manager.setStatisticalModuleActivation(true, false);
+    EXPECT_EQ(5u, manager.getIterationNumberForOneFile())
+        << "the drawn combinations, not the 12 of the cross";
     runFile(addCrash("crash.csh"));
     ASSERT_EQ(5u, unit.inputs.size());
     EXPECT_EQ((std::vector<float>{-20, 50}), unit.inputs[0]) << "the nominal points first";
