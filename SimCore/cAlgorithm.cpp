@@ -28,12 +28,6 @@ char const* const kSource = "SimCore/cAlgorithm";
 char const* const kStageName = "Algorithm";
 char const* const kOutOfMemory = "KYN Error (NULL Pointer). Out of memory ?\n";
 
-// Half away from zero, then truncated.
-long roundHalfAway(double value)
-{
-    return static_cast<long>(value >= 0.0 ? value + 0.5 : value - 0.5);
-}
-
 // Whether a is b within the relative tolerance of a double, or both are too small to tell apart.
 bool isNear(double a, double b)
 {
@@ -443,12 +437,14 @@ void cAlgorithm::integrateDisplacement()
         m_velocityAccumulator = 0.0;
         m_displacementAccumulator = 0.0;
         m_displacement.reserve(m_sampleCount);
-        addDisplacement(mpf_class(0));
+        // Each number is made straight from the double: a temporary mpf_class would cost one more
+        // allocation and free per step, the most of what this loop does besides its own numbers.
+        m_displacement.add(new mpfClass(0.0));
         for (unsigned int i = 1; i < m_sampleCount; ++i)
         {
             m_velocityAccumulator += double(getDisplacementAccValue(i));
             m_displacementAccumulator += m_velocityAccumulator;
-            addDisplacement(mpf_class(m_displacementAccumulator));
+            m_displacement.add(new mpfClass(m_displacementAccumulator));
         }
     }
 }
@@ -548,12 +544,9 @@ cSignalStorage<float>* cAlgorithm::getInputData(cKynThread* channel) const
     return found->second;
 }
 
-cStorage<unsigned int>& cAlgorithm::getStorageArray(cKynThread* channel)
+void cAlgorithm::throwUnknownStorageArray()
 {
-    auto const found = m_sampleArrays.find(channel);
-    if (found == m_sampleArrays.end())
-        throw cBadChannelReference(kSource, "cAlgorithm::getStorageArray", 621);
-    return found->second;
+    throw cBadChannelReference(kSource, "cAlgorithm::getStorageArray", 621);
 }
 
 cStorage<unsigned int>& cAlgorithm::getStorageArray(cChannel* channel)
@@ -722,25 +715,12 @@ cStorage<mpfClass*> cAlgorithm::getConvertedDisplacement() const
     return converted;
 }
 
-void cAlgorithm::addValueToCriterion(cCriterionValuesForOneFile* values, float value)
+void cAlgorithm::deriveCriterionRate(cCriterionValuesForOneFile* values) const
 {
-    if (values->getSize() == 0)
-    {
-        // The curve starts at the current step, in whole seconds from the stage's T0 (kept as the
-        // curves of existing projects were computed).
-        long const seconds = roundHalfAway(float(m_currentSampleIndex) / m_samplingRate);
-        values->setT0(seconds * 1000000L + m_t0);
-        values->SetHasPointsToTrue();
-        values->addValue(0.0f);
-    }
-    if (values->getSize() == 2)
-    {
-        // The T0 difference stays in microseconds, unscaled: the rate is what such curves carry.
-        float const offset = float(values->getT0() - m_t0) * m_samplingRate;
-        long const steps = long(m_currentSampleIndex) - roundHalfAway(offset);
-        values->setSamplingRate(m_samplingRate / float(steps));
-    }
-    values->addValue(value);
+    // The T0 difference stays in microseconds, unscaled: the rate is what such curves carry.
+    float const offset = float(values->getT0() - m_t0) * m_samplingRate;
+    long const steps = long(m_currentSampleIndex) - roundHalfAway(offset);
+    values->setSamplingRate(m_samplingRate / float(steps));
 }
 
 void cAlgorithm::setConstant2PointsCriterion(cCriterionValuesForOneFile* values, float value)

@@ -210,7 +210,14 @@ protected:
 
     // The sample array of a channel: the samples as 32-bit signed integers (truncated), stored as
     // their bit pattern; cBadChannelReference (line 621) for an unknown channel. Read with getSample.
-    cStorage<unsigned int>& getStorageArray(cKynThread* channel);
+    // Inline: a concrete algorithm may ask for an array at every step.
+    cStorage<unsigned int>& getStorageArray(cKynThread* channel)
+    {
+        auto const found = m_sampleArrays.find(channel);
+        if (found == m_sampleArrays.end())
+            throwUnknownStorageArray();
+        return found->second;
+    }
     cStorage<unsigned int>& getStorageArray(cChannel* channel);
     static int32_t getSample(cStorage<unsigned int> const& array, unsigned int index)
     {
@@ -228,7 +235,22 @@ protected:
 
     // The writers of the subclass. A criterion's first value also stores the dummy element and the
     // curve's T0, its third derives the curve's sampling rate from the steps between the calls.
-    void addValueToCriterion(cCriterionValuesForOneFile* values, float value);
+    // Inline: it runs at every step for each criterion the subclass writes.
+    void addValueToCriterion(cCriterionValuesForOneFile* values, float value)
+    {
+        if (values->getSize() == 0)
+        {
+            // The curve starts at the current step, in whole seconds from the stage's T0 (kept as the
+            // curves of existing projects were computed).
+            long const seconds = roundHalfAway(float(m_currentSampleIndex) / m_samplingRate);
+            values->setT0(seconds * 1000000L + m_t0);
+            values->SetHasPointsToTrue();
+            values->addValue(0.0f);
+        }
+        if (values->getSize() == 2)
+            deriveCriterionRate(values);
+        values->addValue(value);
+    }
     // A constant over the whole file, as the two points 0 and the last step; nothing below 2 steps.
     void setConstant2PointsCriterion(cCriterionValuesForOneFile* values, float value);
     // The first writer of an iteration wins: the tick of the current step plus delay milliseconds.
@@ -281,6 +303,15 @@ protected:
 
 private:
     struct sPrivate;
+
+    // Half away from zero, then truncated.
+    static long roundHalfAway(double value)
+    {
+        return static_cast<long>(value >= 0.0 ? value + 0.5 : value - 0.5);
+    }
+    [[noreturn]] static void throwUnknownStorageArray();
+    // At a curve's third value: its rate from the steps since its first.
+    void deriveCriterionRate(cCriterionValuesForOneFile* values) const;
 
     // Reads the file's items, the displacement factor, the criteria, the extra and own time events,
     // and keeps the file's "Tests List" as the test group.

@@ -184,8 +184,10 @@ void cTimeEventValuesForOneFile::addLastIterationValue()
     countInHistogram(value);
 
     bool const withDisplacement = computeDisplacement();
+    // The algorithm's largest displacement stands in for a no-fire only: the walk over its whole list
+    // is made for that case alone, not at every iteration of a study.
     mpf_class algorithmMax(0);
-    if (withDisplacement && myActiveAlgorithm != nullptr)
+    if (withDisplacement && value == -1 && myActiveAlgorithm != nullptr)
         algorithmMax = myActiveAlgorithm->getMaxDisplacement();
 
     if (m_iterationCount == 0)

@@ -303,13 +303,13 @@ struct sHandWritten
         freeDisplacement();
         unsigned int const* const acceleration = samples[0].data();
         displacement.reserve(kSteps);
-        displacement.add(new mpfClass(mpf_class(0.0)));
+        displacement.add(new mpfClass(0.0));
         double velocity = 0.0, position = 0.0;
         for (unsigned int s = 1; s < kSteps; ++s)
         {
             velocity += double(static_cast<int32_t>(acceleration[s]));
             position += velocity;
-            displacement.add(new mpfClass(mpf_class(position)));
+            displacement.add(new mpfClass(position));
         }
         benchmark::ClobberMemory();
     }
