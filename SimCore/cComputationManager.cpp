@@ -830,8 +830,8 @@ void cComputationManager::fillStatisticalModule(unsigned int seed, unsigned int 
         {
             unsigned int const point = m_combinations[c]->driftPointIndexes[i];
             mpf_class const value = drifts[i]->getDrift()->computeSpecificPointConvertedValue(point);
-            line += "\t" + drifts[i]->getLongName() + " = " + std::to_string(value.get_d()) + "(" +
-                    std::to_string(point) + ")";
+            line.append("\t").append(drifts[i]->getLongName()).append(" = ");
+            line.append(std::to_string(value.get_d())).append("(").append(std::to_string(point)).append(")");
         }
         KYN_TRACE(m_logger, 4, line);
     }
@@ -841,9 +841,10 @@ void cComputationManager::fillStatisticalModule(unsigned int seed, unsigned int 
         std::string line = "Iteration " + std::to_string(c) + ":";
         unsigned int channel = 0;
         forEachChannel(
-            [&](cChannel& ch) {
-                line +=
-                    "\t" + ch.getName() + " ID = " + std::to_string(m_combinations[c]->channelIds[channel++]);
+            [&](cChannel& ch)
+            {
+                line.append("\t").append(ch.getName()).append(" ID = ");
+                line.append(std::to_string(m_combinations[c]->channelIds[channel++]));
             });
         KYN_TRACE(m_logger, 4, line);
     }

@@ -27,7 +27,12 @@ public:
 protected:
     // The item's channels are known from here on: the stage's arrays are keyed by them.
     void beginMultiPreprocessingItem() override {}
-    void endMultiPreprocessingItem() override { m_channel = myActivePreprocessing->findChannel("ACU_X"); }
+    // The array of ACU_X is looked up once per item, not at every step.
+    void endMultiPreprocessingItem() override
+    {
+        m_channel = myActivePreprocessing->findChannel("ACU_X");
+        m_samples = &getStorageArray(m_channel);
+    }
     // The values of the new crash file.
     void changeFileFirst() override
     {
@@ -54,14 +59,14 @@ protected:
     }
     int32_t getDisplacementAccValue(unsigned int sample) override
     {
-        return getSample(getStorageArray(m_channel), sample);
+        return getSample(*m_samples, sample);
     }
     // The tail loop covers the whole file: the stage may stop early when nobody waits for an event,
     // and this algorithm's results must not depend on that.
     void stepPhaseOne() override
     {
         unsigned int const step = getCurrentSampleIndex();
-        m_sample = step < getSampleCount() ? float(getSample(getStorageArray(m_channel), step)) : 0.0f;
+        m_sample = step < getSampleCount() ? float(getSample(*m_samples, step)) : 0.0f;
     }
     void stepPhaseTwo() override
     {
@@ -83,6 +88,7 @@ protected:
 
 private:
     cChannel* m_channel = nullptr;
+    cStorage<unsigned int> const* m_samples = nullptr;
     cCriterionValuesForOneFile* m_acceleration = nullptr;
     cTimeEventValuesForOneFile* m_fire = nullptr;
     float m_threshold = 0.0f;
