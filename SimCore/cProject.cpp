@@ -255,9 +255,12 @@ void cProject::buildChannelNameMappingVector(std::string const& directory)
     try
     {
         std::unique_ptr<cCfgInputFile> const file = openForReading(path);
+        // Found first, so that a file without the group leaves the project as it was.
+        cConfigurationGroup const* const mapping =
+            file->getTopGroup()->findConfigurationGroup("Channel Name Mapping", true);
         if (m_channelMappingVector == nullptr)
             m_channelMappingVector = new cConfigurationGroup;
-        *m_channelMappingVector = *file->getTopGroup()->findConfigurationGroup("Channel Name Mapping", true);
+        *m_channelMappingVector = *mapping;
     }
     catch (cKynException& failure)
     {
@@ -339,8 +342,8 @@ HActiveCalibrationFile HActiveCalibrationFile::dummyFile;
 
 HActiveCalibrationFile* HActiveCalibration::getCalibrationFile()
 {
-    return myActiveCalibration->getConfigurationFile() != nullptr ? &HActiveCalibrationFile::dummyFile
-                                                                  : nullptr;
+    return myActiveCalibration->getCalibrationFile() != nullptr ? &HActiveCalibrationFile::dummyFile
+                                                                : nullptr;
 }
 
 std::string HActiveCalibration::getIsAefFileLoad()
@@ -355,7 +358,7 @@ cDriftParameterMgr& HActiveCalibration::getUserCalibrationMgr()
 
 std::string const& HActiveCalibrationFile::getFileName()
 {
-    return myActiveCalibration->getConfigurationFile()->getFileName();
+    return myActiveCalibration->getCalibrationFile()->getFileName();
 }
 
 HActiveCalibration* getActiveCalibration()

@@ -185,7 +185,7 @@ class HActiveCalibration
 {
 public:
     static HActiveCalibration dummyCalibration;
-    // The token of the calibration's file, or null when the calibration has none.
+    // The token of the calibration's value file (.cal or .aef), or null before one is loaded.
     static HActiveCalibrationFile* getCalibrationFile();
     // The .aef file the values came from, empty for values of a .cal.
     static std::string getIsAefFileLoad();
@@ -196,6 +196,7 @@ class HActiveCalibrationFile
 {
 public:
     static HActiveCalibrationFile dummyFile;
+    // The name of the active calibration's value file.
     static std::string const& getFileName();
 };
 

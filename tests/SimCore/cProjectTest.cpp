@@ -1,16 +1,23 @@
 #include "SimCore/cProject.h"
 
+#include "BaseKit/Conversions.h"
+
 #include "SimCore/cComputationManager.h"
+#include "SimCore/cConfigurationParameter.h"
 #include "SimCore/cKynMultiPreprocessingItem.h"
 #include "SimCore/cKynMultiPreprocessingMgr.h"
 #include "SimCore/cSymbolManager.h"
+#include "SimCore/cTestMgr.h"
 #include "StoreKit/cCfgInputFile.h"
 #include "tests/support/cPipelineFixture.h"
+#include "tests/support/cTestCalibration.h"
 #include "tests/support/cTestHelpers.h"
+#include "tests/support/cThresholdAlgorithm.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <regex>
 
 namespace
 {
@@ -119,4 +126,127 @@ TEST_F(cProjectTest, AFailedLoadWithRealThreadsLeavesNoThreadAndCanBeRepeated)
     project.loadDataProcessingModules(tempFolder());
     ASSERT_NE(nullptr, myActiveUnit);
     EXPECT_EQ(before + 4, threadCount()) << "vehicle, two channels, unit";
+}
+
+// A module file that is missing fails with its path, as the module reports it, and leaves the project
+// as it was: once the file is back, the modules load. A channel mapping file without its group fails
+// naming the file; with it, crash files read their recorded channels under the mapped names.
+TEST_F(cProjectTest, BadModuleAndMappingFilesFailWithTheirPathAndTheProjectLoadsOnceRepaired)
+{
+    cProject& project = openProject({"ACU_X", "ACU_Y"}, false);
+    // The unit, unlike the vehicle and the preprocessing set, adds no file name of its own.
+    for (auto const& [name, suffix] : {std::pair<std::string, bool>{"vehicle.vcl", true},
+                                       {"preprocessing.prp", true},
+                                       {"unit.cfg", false}})
+    {
+        std::filesystem::rename(tempPath(name), tempPath("away"));
+        EXPECT_EQ("cFstreamOpenException|cCfgInputFile::open|Unable to open file: " + tempPath(name) +
+                      (suffix ? "\nFile: " + tempPath(name) : ""),
+                  failureOf([&] { project.loadDataProcessingModules(tempFolder()); }));
+        EXPECT_EQ(nullptr, myActiveMultiPreprocessingMgr);
+        std::filesystem::rename(tempPath("away"), tempPath(name));
+    }
+    project.loadDataProcessingModules(tempFolder());
+    EXPECT_NE(nullptr, myActiveUnit);
+
+    writeText(tempPath("mapped.prt"), readText(tempPath("pipeline.prt")) + "Channel Mapping = mapping.cfg\n");
+    writeText(tempPath("mapping.cfg"), "Channel Names {\n    ACU_X = 10TUNN000000ACXP\n}\n");
+    cProject& mapped = openProject({"ACU_X", "ACU_Y"}, true, "mapped.prt");
+    EXPECT_EQ("cMissingItem|cConfigurationGroup::findConfigurationGroup|Missing group \"Channel Name "
+              "Mapping\".\nIn file \"" +
+                  tempPath("mapping.cfg") + "\".\nFile: " + tempPath("mapping.cfg"),
+              failureOf([&] { mapped.buildChannelNameMappingVector(tempFolder()); }));
+    EXPECT_EQ(nullptr, mapped.getChannelMappingVector());
+    writeText(tempPath("mapping.cfg"), "Channel Name Mapping {\n    ACU_X = 10TUNN000000ACXP\n}\n");
+    mapped.buildChannelNameMappingVector(tempFolder());
+    std::string recording = readText(tempPath("crash.csh"));
+    for (std::size_t at = recording.find("ACU_X"); at != std::string::npos; at = recording.find("ACU_X"))
+        recording.replace(at, 5, "10TUNN000000ACXP");
+    writeText(tempPath("mapped.csh"), recording);
+    cKynFile* const file = addCrash("mapped.csh");
+    ASSERT_NE(nullptr, file->getInputFile()->findChannelInput("ACU_X"));
+    EXPECT_EQ(2u, file->getChannelInputSize());
+}
+
+// The project file's calibration delta, entry by entry in file order: each key as it says, the neutral
+// value stored without being marked defined and the limits without a check; groups of another name and
+// entries without "Name" are passed over; an unknown name stops the walk, the entries before applied.
+TEST_F(cProjectTest, ACalibrationDeltaChangesExactlyWhatItsKeysSay)
+{
+    writeText(tempPath("calibration.cfg"),
+              "Name = Delta calibration\nParameters List {\n"
+              "Parameter {\nName = Gate\nMinimum Value = 0\nMaximum Value = 100\nDefault = 10\n"
+              "No Deployment Value = 90\n}\n"
+              "Parameter {\nName = Mode\nMaximum Value = 10\nDefault = 3\n}\n}\n");
+    writeText(
+        tempPath("delta.prt"),
+        readText(tempPath("pipeline.prt")) +
+            "Calibration {\n"
+            "Parameter {\nName = Gate\nNo Deployment Value = 40\nNeutral Value = 7\nMinimum Value = 30\n"
+            "Maximum Value = 20\nUnit = km/h\nConversion Factor = 0.5\nDescription = Gate speed\n}\n"
+            "Other {\nName = Mode\nUnit = x\n}\nParameter {\nUnit = y\n}\n"
+            "Parameter {\nName = Mode\nDescription = Mode of fire\n}\n"
+            "Parameter {\nName = Nope\nUnit = z\n}\n"
+            "Parameter {\nName = Mode\nUnit = never\n}\n}\n");
+    cProject& project = openProject({"ACU_X"}, true, "delta.prt");
+    project.setCalibration(new cTestCalibration(tempPath("calibration.cfg")));
+    cCalibration& calibration = *myActiveCalibration;
+    EXPECT_EQ("cBadReference|cBasicParameterMgr::getParameter|Bad reference: Nope",
+              failureOf([&] { project.applyCalibrationDelta(&calibration); }));
+    auto* const gate = dynamic_cast<cLockableParameter*>(calibration.getParameter("Gate"));
+    ASSERT_NE(nullptr, gate);
+    mpf_class value;
+    gate->getRawValue(value);
+    EXPECT_EQ(
+        "40 40 7 0 30 20 km/h 0.5 Gate speed",
+        numberToText(gate->getNoDeploymentValue()) + " " + numberToText(value) + " " +
+            numberToText(gate->getNeutralValue()) + " " + std::to_string(gate->isNeutralValueDefined()) +
+            " " + numberToText(gate->getMinimumValue()) + " " + numberToText(gate->getMaximumValue()) + " " +
+            gate->getUnit() + " " + numberToText(gate->getConversionFactor()) + " " + gate->getDescription());
+    cDriftParameter* const mode = calibration.getParameter("Mode");
+    EXPECT_EQ("|Mode of fire", mode->getUnit() + "|" + mode->getDescription());
+}
+
+// The host's end of a study: the project goes with its calibration, algorithm, modules and services,
+// every global it set is null again (the active file and file list are the host's to clear), and no
+// thread is left.
+TEST_F(cProjectTest, DeletingTheActiveProjectLeavesNoGlobalAndNoThread)
+{
+    cKynThread::setSimulationMode(false);
+    std::size_t const before = threadCount();
+    writeText(tempPath("linked.cfg"),
+              std::regex_replace(readText(tempPath("algorithm.cfg")), std::regex("Compute Displacement = 1"),
+                                 "Compute Displacement = 1\nFile Link = 1"));
+    cProject& opened = openProject();
+    opened.setCalibration(new cTestCalibration(tempPath("calibration.cfg")));
+    opened.setAlgorithm(new cThresholdAlgorithm(tempPath("linked.cfg")));
+    myActiveAlgorithm->start(0, nullptr, 0);
+    myActiveComputationManager->addTest(new cTestMgr("Test"));
+    EXPECT_EQ(&HActiveCalibration::dummyCalibration, getActiveCalibration());
+    EXPECT_EQ(nullptr, HActiveCalibration::getCalibrationFile()) << "a description, no value file";
+
+    // Expected times to fire: none set on new files; one set, then all back to no fire.
+    cKynFile* const file = addCrash("crash.csh");
+    addCrash("crash.bin");
+    EXPECT_FALSE(areAnyOptimalsSet());
+    file->findStructTTF(myActiveAlgorithm->cTimeEventMgr::getParameter("Fire"))
+        ->setTtfValue(eTtfMaximum, "5");
+    EXPECT_TRUE(areAnyOptimalsSet());
+    EXPECT_TRUE(resetAllOptimals());
+    EXPECT_FALSE(areAnyOptimalsSet());
+    EXPECT_FALSE(resetAllOptimals());
+
+    EXPECT_EQ(before + 6, threadCount()) << "vehicle, two channels, unit, algorithm, computations";
+    project.release(); // the host's project from here on
+    deleteActiveProject();
+    EXPECT_EQ(before, threadCount());
+    for (void const* global :
+         {static_cast<void const*>(myActiveProject), static_cast<void const*>(myActiveAlgorithm),
+          static_cast<void const*>(myActiveCalibration), static_cast<void const*>(myActiveComputationManager),
+          static_cast<void const*>(myActiveSymbolManager), static_cast<void const*>(myActiveVehicle),
+          static_cast<void const*>(myActivePreprocessing), static_cast<void const*>(myActiveUnit),
+          static_cast<void const*>(myActiveMultiPreprocessingMgr)})
+        EXPECT_EQ(nullptr, global);
+    EXPECT_EQ(nullptr, getActiveCalibration());
+    deleteActiveProject(); // none left: nothing happens
 }
