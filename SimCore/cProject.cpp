@@ -335,6 +335,14 @@ cKynMultiPreprocessingItem* cProject::getMultiPreprocessingItemFromName(std::str
     return m_multiPreprocessingMgr->getItemFromName(name);
 }
 
+void cProject::copySourceMultipreprocessingIntoDestinationMultipreprocessing(std::string first,
+                                                                             std::string second,
+                                                                             cCfgInputFile* crashMappingFile)
+{
+    m_multiPreprocessingMgr->copySourceMultipreprocessingIntoDestinationMultipreprocessing(first, second,
+                                                                                           crashMappingFile);
+}
+
 // ---- host facade ------------------------------------------------------------------------------------
 
 HActiveCalibration HActiveCalibration::dummyCalibration;

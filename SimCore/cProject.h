@@ -108,6 +108,10 @@ public:
     std::string getMultiPreprocessingItemName(unsigned int index) const;
     unsigned int getMultiPreprocessingItemIndexFromName(std::string name) const;
     cKynMultiPreprocessingItem* getMultiPreprocessingItemFromName(std::string name) const;
+    // The item named first receives the set-up of the item named second (the order of the names is the
+    // reverse of the operation's name, and stays so for the hosts that call it).
+    void copySourceMultipreprocessingIntoDestinationMultipreprocessing(std::string first, std::string second,
+                                                                       cCfgInputFile* crashMappingFile);
 
     std::string getName() const { return m_name; }
     std::string getCustomer() const { return m_customer; }

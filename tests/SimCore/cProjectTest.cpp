@@ -1,13 +1,17 @@
 #include "SimCore/cProject.h"
 
 #include "BaseKit/Conversions.h"
+#include "BaseKit/IHostWindow.h"
+#include "PlotKit/cScatterGraph.h"
 
 #include "SimCore/cComputationManager.h"
 #include "SimCore/cConfigurationParameter.h"
+#include "SimCore/cCriterion.h"
 #include "SimCore/cKynMultiPreprocessingItem.h"
 #include "SimCore/cKynMultiPreprocessingMgr.h"
 #include "SimCore/cSymbolManager.h"
 #include "SimCore/cTestMgr.h"
+#include "SimCore/cTimeEvent.h"
 #include "StoreKit/cCfgInputFile.h"
 #include "tests/support/cPipelineFixture.h"
 #include "tests/support/cTestCalibration.h"
@@ -249,4 +253,103 @@ TEST_F(cProjectTest, DeletingTheActiveProjectLeavesNoGlobalAndNoThread)
         EXPECT_EQ(nullptr, global);
     EXPECT_EQ(nullptr, getActiveCalibration());
     deleteActiveProject(); // none left: nothing happens
+}
+
+namespace
+{
+// The host's side of a run over several items: on 2067 the item asked for becomes the live one (the
+// selected item saved, the other one selected and loaded); the selected item itself needs nothing.
+class cItemSwitchingHost : public IHostWindow
+{
+public:
+    cItemSwitchingHost() : m_previous(setMainWndH(this)) {}
+    ~cItemSwitchingHost() override { setMainWndH(m_previous); }
+    intptr_t sendMessage(uint32_t message, uintptr_t index, intptr_t) override
+    {
+        cKynMultiPreprocessingMgr& items = *myActiveMultiPreprocessingMgr;
+        if (message == 2067)
+        {
+            switched.push_back(static_cast<unsigned int>(index));
+            if (index != items.getSelectedItemIndex())
+            {
+                items.SaveToSelectedItem();
+                items.selectItemFromIndex(static_cast<unsigned int>(index));
+                items.LoadFromSelectedItem(true);
+            }
+        }
+        if (message == kTestEndedMessage)
+            ended.notify();
+        return 0;
+    }
+    bool postMessage(uint32_t, uintptr_t, intptr_t) override { return true; }
+    // Runs a test and waits for every stage.
+    void run()
+    {
+        unsigned int const before = ended.count();
+        switched.clear();
+        myActiveComputationManager->startTest();
+        ASSERT_TRUE(ended.waitFor(before + 1));
+        cKynThread::waitUntilPipelineIdle();
+        EXPECT_EQ(computationsFinished, myActiveComputationManager->getComputationsState());
+    }
+
+    std::vector<unsigned int> switched;
+    cEventCounter ended;
+
+private:
+    IHostWindow* m_previous;
+};
+} // namespace
+
+// One recording under two set-ups, the second with a doubled ACU_X sensitivity: the run switches the
+// host to each item and back to the one selected at the start, each item's file gives its own time to
+// fire, and the curves of the first item outlive a later run that skips it only while its test keeps
+// them. The sanitizer run checks that the items' files are freed once.
+TEST_F(cProjectTest, ARunWalksTwoItemsAndTheTestKeepsTheCurvesOfTheItemItMaintains)
+{
+    cItemSwitchingHost host;
+    cScatterGraph graph; // outlives the criteria that draw on it
+    cProject& opened = openProject();
+    opened.setCalibration(new cTestCalibration(tempPath("calibration.cfg")));
+    opened.setAlgorithm(new cThresholdAlgorithm(tempPath("algorithm.cfg")));
+    myActiveAlgorithm->start(0, nullptr, 0);
+    cKynFile* const first = addCrash("crash.csh");
+    opened.addNewMultiPreprocessingItem("Second");
+    cKynMultiPreprocessingMgr& items = *myActiveMultiPreprocessingMgr;
+    ASSERT_TRUE(items.SaveToSelectedItem());
+    items.selectItemFromIndex(1);
+    ASSERT_TRUE(items.LoadFromSelectedItem(false));
+    channels()[0]->cDriftParameterMgr::getParameter("Sensitivity ACU_X")->setRawValue(2, true, true);
+    cKynFile* const second = addCrash("crash.csh");
+    auto* const test = new cTestMgr("Test");
+    myActiveComputationManager->addTest(test);
+    test->toggleMaintainData(items.getItemFromIndex(0));
+    graph.getParameter().test = test;
+    cCriterion* const acceleration = myActiveAlgorithm->cCriterionMgr::getParameter("Acceleration");
+    acceleration->registerGraph(&graph, true);
+
+    host.run();
+    EXPECT_EQ((std::vector<unsigned int>{0, 1, 1}), host.switched) << "each item, then the one of the start";
+    EXPECT_EQ(1u, items.getSelectedItemIndex());
+    mpf_class sensitivity;
+    channels()[0]->cDriftParameterMgr::getParameter("Sensitivity ACU_X")->getRawValue(sensitivity);
+    EXPECT_EQ(2.0, sensitivity.get_d()) << "the second set-up is live again";
+    cTimeEvent* const fire = myActiveAlgorithm->cTimeEventMgr::getParameter("Fire");
+    auto const fireTick = [&](cKynFile* file)
+    { return static_cast<cTimeEventValuesForOneFile const*>(fire->getValueList(file))->getNomValue(); };
+    // -20 g at tick 3 crosses the threshold of 10 g; doubled, -16 g at tick 2 does.
+    EXPECT_EQ("3 2", std::to_string(fireTick(first)) + " " + std::to_string(fireTick(second)));
+
+    first->useFile(false, nullptr);
+    host.run();
+    EXPECT_EQ((std::vector<unsigned int>{0, 1, 1}), host.switched)
+        << "the walk starts on the first item, though it has no used file now";
+    EXPECT_NE(nullptr, acceleration->getValueListOrNull(first)) << "kept by the test";
+    test->toggleMaintainData(items.getItemFromIndex(0));
+    host.run();
+    EXPECT_EQ(nullptr, acceleration->getValueListOrNull(first));
+    EXPECT_NE(nullptr, acceleration->getValueListOrNull(second));
+
+    myActiveFile = nullptr;
+    project.reset();
 }
