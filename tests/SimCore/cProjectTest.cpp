@@ -266,9 +266,9 @@ public:
     ~cItemSwitchingHost() override { setMainWndH(m_previous); }
     intptr_t sendMessage(uint32_t message, uintptr_t index, intptr_t) override
     {
-        cKynMultiPreprocessingMgr& items = *myActiveMultiPreprocessingMgr;
         if (message == 2067)
         {
+            cKynMultiPreprocessingMgr& items = *myActiveMultiPreprocessingMgr;
             switched.push_back(static_cast<unsigned int>(index));
             if (index != items.getSelectedItemIndex())
             {
