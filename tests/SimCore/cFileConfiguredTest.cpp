@@ -9,19 +9,10 @@
 
 namespace
 {
-sMergedItem* mergedItem(std::string const& name)
-{
-    auto* const item = new sMergedItem;
-    item->name = name;
-    return item;
-}
-
 // Opens its files the way every configured object does.
 class cConfiguredObject : public cFileConfigured
 {
 public:
-    using cFileConfigured::addMergedItem;
-    using cFileConfigured::deleteAllMergeItems;
     using cFileConfigured::setConfiguration;
 };
 
@@ -71,21 +62,4 @@ TEST_F(cFileConfiguredTest, AdoptedFileReplacesTheHeldOne)
     object.setConfiguration(static_cast<cCfgInputFile*>(nullptr));
     EXPECT_EQ(nullptr, object.getConfigurationFile());
     object.setConfiguration(cCfgInputFile::createFile("third.cfg", cCfgInputFile::writeMode, "Unit", false));
-}
-
-// The merged items are owned: the sanitizer run reports one left behind by deleteAllMergeItems or by
-// the destructor. A null item is not stored; an index past the end gives null.
-TEST_F(cFileConfiguredTest, MergedItemsAreOwnedAndCountedInOrder)
-{
-    cConfiguredObject object;
-    object.addMergedItem(mergedItem("Gate"));
-    object.addMergedItem(nullptr);
-    object.addMergedItem(mergedItem("Mode"));
-    ASSERT_EQ(2u, object.getMergedItemCount());
-    EXPECT_EQ("Gate Mode", object.getMergedItem(0)->name + " " + object.getMergedItem(1)->name);
-    EXPECT_EQ(nullptr, object.getMergedItem(2));
-    EXPECT_FALSE(object.getMergedItem(0)->foundInFile);
-    object.deleteAllMergeItems();
-    EXPECT_EQ(0u, object.getMergedItemCount());
-    object.addMergedItem(mergedItem("Left to the destructor"));
 }
