@@ -12,6 +12,23 @@ cFileConfigured::cFileConfigured() = default;
 cFileConfigured::~cFileConfigured()
 {
     deleteConfigurationFile();
+    deleteAllMergeItems();
+}
+
+void cFileConfigured::addMergedItem(sMergedItem* item)
+{
+    if (item == nullptr)
+        return;
+    std::unique_ptr<sMergedItem> owned(item);
+    m_mergedItems.add(item);
+    owned.release();
+}
+
+void cFileConfigured::deleteAllMergeItems()
+{
+    for (unsigned int i = 0; i < m_mergedItems.size(); ++i)
+        delete m_mergedItems[i];
+    m_mergedItems.clear();
 }
 
 bool cFileConfigured::openFileForMerge(std::string)

@@ -4,21 +4,46 @@
 // answers of the merge and save operations that only some derived classes implement.
 #pragma once
 
+#include "BaseKit/cStorage.h"
+
 #include <functional>
 #include <string>
 
 class cCfgInputFile;
 class cConfigurationGroup;
-struct sMergedItem;
+class cDriftParameter;
+
+// One parameter of a merge between the live calibration and another calibration file: the three
+// values as the merging window shows and edits them (text), the lock states and whether the file
+// holds the parameter. Strings start empty, flags false.
+struct sMergedItem
+{
+    std::string name;
+    std::string path; // empty for a parameter that is not a configuration parameter
+    std::string projectRawValue;
+    std::string resultRawValue; // starts as the project's; the host changes it
+    std::string fileRawValue;
+    std::string projectConvertedValue;
+    std::string resultConvertedValue; // starts as the project's; the host changes it
+    std::string fileConvertedValue;
+    std::string unit;
+    bool lockedInProject = false; // locked on its No Deployment value
+    bool lockedInResult = false;  // the host's choice, which the injection reads
+    bool lockedInFile = false;
+    bool foundInFile = false;
+    cDriftParameter* parameter = nullptr; // borrowed: the live parameter
+};
 
 class cFileConfigured
 {
 public:
     cFileConfigured();
-    // The file is owned: copies would delete it twice.
+    // Not copyable. A copy would share the held file and the merged items while both objects own
+    // them, and the second destructor would delete them again; no file-configured class of ours is
+    // copied (the parameters, which copy by value, are not file-configured).
     cFileConfigured(cFileConfigured const&) = delete;
     cFileConfigured& operator=(cFileConfigured const&) = delete;
-    // Deletes the configuration file.
+    // Deletes the configuration file, then the merged items.
     virtual ~cFileConfigured();
 
     // Defaults for the objects that cannot merge or save: false, false, "" and nothing.
@@ -27,20 +52,34 @@ public:
     virtual std::string checkFormat(std::string fileName, sMergedItem* item);
     virtual void saveSettings(std::string const& fileName, bool keepBackup);
 
+protected:
+    // Deletes any file held, then opens path for reading; an empty path leaves the object without
+    // a file. A cKynException gets "\nFile: " path appended and is rethrown with no file held.
+    virtual void setConfiguration(std::string const& path);
+
+public:
     // Adopts file as the configuration file; a different file held before is deleted.
     virtual void setConfiguration(cCfgInputFile* const file);
 
     // The file held, or null while the object has none.
     cCfgInputFile* getConfigurationFile() const { return m_configurationFile; }
 
+    // The records of the last merge, in the order of the parameters; null past the end.
+    sMergedItem* getMergedItem(unsigned int index) const
+    {
+        return index < m_mergedItems.size() ? m_mergedItems[index] : nullptr;
+    }
+    unsigned int getMergedItemCount() const { return m_mergedItems.size(); }
+
     // Shadowed by each derived class with its own file dialog filter and extension.
     static std::string getFileFilter(unsigned char kind);
     static std::string getDefaultExtension(unsigned char kind);
 
 protected:
-    // Deletes any file held, then opens path for reading; an empty path leaves the object without
-    // a file. A cKynException gets "\nFile: " path appended and is rethrown with no file held.
-    virtual void setConfiguration(std::string const& path);
+    // Takes item over (null is ignored); cMemoryAllocationFailed when the storage cannot grow.
+    void addMergedItem(sMergedItem* item);
+    // Deletes every record; the count goes to 0.
+    void deleteAllMergeItems();
     void deleteConfigurationFile();
     // The end of a load from file. keepFile: file becomes the object's own, replacing (and deleting)
     // the one held; true when one was held, since the object's default configuration then ends.
@@ -71,4 +110,5 @@ protected:
 
 private:
     cCfgInputFile* m_configurationFile = nullptr;
+    cStorage<sMergedItem*> m_mergedItems;
 };

@@ -69,11 +69,11 @@ std::vector<std::string> activeProjectDeclaredChannels()
 {
     return myActiveProject != nullptr ? myActiveProject->getBinChannelList() : std::vector<std::string>();
 }
-// The project's "Channel Name Mapping" group. The project does not read its mapping file yet, so
-// recorded channels are looked up under their project names.
+// The project's "Channel Name Mapping" group, null when the project has none: recorded channels are
+// then looked up under their project names.
 cConfigurationGroup const* activeProjectChannelMapping()
 {
-    return nullptr;
+    return myActiveProject != nullptr ? myActiveProject->getChannelMappingVector() : nullptr;
 }
 
 bool hasExtension(std::string const& path, char const* extension)

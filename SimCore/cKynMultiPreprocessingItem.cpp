@@ -1,6 +1,7 @@
 #include "SimCore/cKynMultiPreprocessingItem.h"
 
 #include "SimCore/cComputationManager.h"
+#include "SimCore/cKynFile.h"
 #include "SimCore/cKynFileList.h"
 #include "SimCore/cTestMgr.h"
 #include "StoreKit/cCfgInputFile.h"
@@ -39,4 +40,15 @@ void cKynMultiPreprocessingItem::setStepsPointNumber(unsigned long long& files,
     m_preprocessingIterations = static_cast<uint32_t>(electronic);
     m_acquisitionIterations = static_cast<uint32_t>(acquisition);
     m_algorithmIterations = static_cast<uint32_t>(algorithm);
+}
+
+cKynFile* cKynMultiPreprocessingItem::addFile(cKynFile* source, cCfgInputFile* crashMappingFile, long colour,
+                                              bool used, bool selected)
+{
+    cKynFile* const file = m_fileList->addFile(source->getFileName().c_str(), crashMappingFile);
+    file->setColor(colour);
+    file->useFile(used, nullptr);
+    file->setSelectedStatus(selected);
+    file->copyTTFSettings(source);
+    return file;
 }

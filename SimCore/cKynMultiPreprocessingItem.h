@@ -7,6 +7,7 @@
 
 class cCfgInputFile;
 class cConfigurationGroup;
+class cKynFile;
 class cKynFileList;
 
 class cKynMultiPreprocessingItem
@@ -69,6 +70,11 @@ public:
     void setStepsPointNumber(unsigned long long& files, unsigned long long& mechanical,
                              unsigned long long& electronic, unsigned long long& acquisition,
                              unsigned long long& algorithm);
+    // A new crash file of this item's list for the recording of source (opened again from its path),
+    // with the given colour, use and selection, and the expected times to fire of source. The file
+    // list must exist. Gives the new file.
+    cKynFile* addFile(cKynFile* source, cCfgInputFile* crashMappingFile, long colour, bool used,
+                      bool selected);
 
 private:
     long m_color = 0;

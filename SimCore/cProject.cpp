@@ -2,8 +2,12 @@
 
 #include "BaseKit/Conversions.h"
 #include "BaseKit/cKynException.h"
+#include "SimCore/cAlgorithm.h"
+#include "SimCore/cCalibration.h"
 #include "SimCore/cChannel.h"
 #include "SimCore/cComputationManager.h"
+#include "SimCore/cConfigurationParameter.h"
+#include "SimCore/cKynFile.h"
 #include "SimCore/cKynFileList.h"
 #include "SimCore/cKynMultiPreprocessingItem.h"
 #include "SimCore/cKynMultiPreprocessingMgr.h"
@@ -59,8 +63,33 @@ cProject::cProject(std::string const& projectFilePath, std::string const& basePa
 
 cProject::~cProject()
 {
+    delete m_algorithm;
+    m_algorithm = nullptr;
+    myActiveAlgorithm = nullptr;
+    delete m_calibration;
+    m_calibration = nullptr;
+    myActiveCalibration = nullptr;
     clearDataProcessingModules();
     deleteServices();
+    delete m_channelMappingVector;
+    m_channelMappingVector = nullptr;
+}
+
+void cProject::setCalibration(cCalibration const* const calibration)
+{
+    // The host hands over an object it made for us: the project owns it from here on.
+    cCalibration* const owned = const_cast<cCalibration*>(calibration);
+    if (owned != m_calibration)
+        delete m_calibration;
+    myActiveCalibration = m_calibration = owned;
+}
+
+void cProject::setAlgorithm(cAlgorithm const* const algorithm)
+{
+    cAlgorithm* const owned = const_cast<cAlgorithm*>(algorithm);
+    if (owned != m_algorithm)
+        delete m_algorithm;
+    myActiveAlgorithm = m_algorithm = owned;
 }
 
 void cProject::deleteServices()
@@ -213,4 +242,261 @@ void cProject::addNewMultiPreprocessingItem(std::string name)
     item->setVehicleData(vehicle.release());
     item->setPreprocessingData(preprocessing.release());
     item->setUnitData(unit.release());
+}
+
+void cProject::buildChannelNameMappingVector(std::string const& directory)
+{
+    std::string value;
+    cCfgInputFile* const projectFile = getConfigurationFile();
+    if (projectFile == nullptr || !projectFile->getTopGroup()->findItem("", "Channel Mapping", value, false))
+        return;
+    std::string const path = directory + value;
+    KYN_TRACE(m_logger, 3, "Ready to open channel mapping file: " + path);
+    try
+    {
+        std::unique_ptr<cCfgInputFile> const file = openForReading(path);
+        // Found first, so that a file without the group leaves the project as it was.
+        cConfigurationGroup const* const mapping =
+            file->getTopGroup()->findConfigurationGroup("Channel Name Mapping", true);
+        if (m_channelMappingVector == nullptr)
+            m_channelMappingVector = new cConfigurationGroup;
+        *m_channelMappingVector = *mapping;
+    }
+    catch (cKynException& failure)
+    {
+        failure.addFileName(path);
+        throw;
+    }
+}
+
+void cProject::applyCalibrationDelta(cDriftParameterMgr* manager)
+{
+    cCfgInputFile* const file = getConfigurationFile();
+    if (file == nullptr || manager == nullptr)
+        return;
+    cConfigurationGroup* const delta = file->getTopGroup()->findConfigurationGroup("Calibration", false);
+    if (delta == nullptr)
+        return;
+    for (cConfigurationGroup* entry : delta->GetConfigurationGroups())
+    {
+        std::string name;
+        if (entry->getName() != "Parameter" || !entry->findItem("", "Name", name, false))
+            continue;
+        cDriftParameter* const parameter = manager->getParameter(name);
+        mpf_class number;
+        std::string text;
+        bool const noDeployment = entry->findItem("", "No Deployment Value", number, false) != 0;
+        mpf_class const noDeploymentValue = number;
+        bool const neutral = entry->findItem("", "Neutral Value", number, false) != 0;
+        auto* const lockable = dynamic_cast<cLockableParameter*>(parameter);
+        if ((noDeployment || neutral) && lockable == nullptr)
+            throw cBadReference(kSource, "cProject::applyCalibrationDelta", __LINE__,
+                                "The calibration delta gives a No Deployment or a Neutral value to \"" +
+                                    name + "\", which is not a lockable parameter.");
+        if (noDeployment)
+        {
+            lockable->setNoDeploymentValue(noDeploymentValue);
+            lockable->setRawValue(noDeploymentValue, /*update=*/true, /*applyLimits=*/false);
+        }
+        // The delta overwrites these as they stand: the neutral value is not marked defined, and the
+        // limits are not checked against the value.
+        if (neutral)
+            lockable->setNeutralValue(number);
+        if (entry->findItem("", "Minimum Value", number, false))
+            parameter->setMinimumValue(number);
+        if (entry->findItem("", "Maximum Value", number, false))
+            parameter->setMaximumValue(number);
+        if (entry->findItem("", "Unit", text, false))
+            parameter->setUnit(text);
+        if (entry->findItem("", "Conversion Factor", text, false))
+            parameter->setConversionFactor(text);
+        if (entry->findItem("", "Description", text, false))
+            parameter->setDescription(text);
+    }
+}
+
+unsigned int cProject::getMultiPreprocessingItemCount() const
+{
+    return m_multiPreprocessingMgr->getItemCount();
+}
+
+std::string cProject::getMultiPreprocessingItemName(unsigned int index) const
+{
+    return m_multiPreprocessingMgr->getItemNameByIndex(index);
+}
+
+unsigned int cProject::getMultiPreprocessingItemIndexFromName(std::string name) const
+{
+    return m_multiPreprocessingMgr->getItemIndexFromName(name);
+}
+
+cKynMultiPreprocessingItem* cProject::getMultiPreprocessingItemFromName(std::string name) const
+{
+    return m_multiPreprocessingMgr->getItemFromName(name);
+}
+
+void cProject::copySourceMultipreprocessingIntoDestinationMultipreprocessing(std::string first,
+                                                                             std::string second,
+                                                                             cCfgInputFile* crashMappingFile)
+{
+    m_multiPreprocessingMgr->copySourceMultipreprocessingIntoDestinationMultipreprocessing(first, second,
+                                                                                           crashMappingFile);
+}
+
+// ---- host facade ------------------------------------------------------------------------------------
+
+HActiveCalibration HActiveCalibration::dummyCalibration;
+HActiveCalibrationFile HActiveCalibrationFile::dummyFile;
+
+HActiveCalibrationFile* HActiveCalibration::getCalibrationFile()
+{
+    return myActiveCalibration->getCalibrationFile() != nullptr ? &HActiveCalibrationFile::dummyFile
+                                                                : nullptr;
+}
+
+std::string HActiveCalibration::getIsAefFileLoad()
+{
+    return myActiveCalibration->getIsAefFileLoad();
+}
+
+cDriftParameterMgr& HActiveCalibration::getUserCalibrationMgr()
+{
+    return myActiveCalibration->getUserCalibrationMgr();
+}
+
+std::string const& HActiveCalibrationFile::getFileName()
+{
+    return myActiveCalibration->getCalibrationFile()->getFileName();
+}
+
+HActiveCalibration* getActiveCalibration()
+{
+    return myActiveCalibration != nullptr ? &HActiveCalibration::dummyCalibration : nullptr;
+}
+
+IPreprocessing* getActivePreprocessing()
+{
+    return myActivePreprocessing;
+}
+
+IProject* getActiveProject()
+{
+    return myActiveProject;
+}
+
+IKynFile* getActiveFile()
+{
+    return myActiveFile;
+}
+
+void deleteActiveProject()
+{
+    delete myActiveProject;
+    myActiveProject = nullptr;
+}
+
+namespace
+{
+cKynMultiPreprocessingMgr& activeMppManager(char const* function)
+{
+    if (myActiveMultiPreprocessingMgr == nullptr)
+        throw cNULLPointer(kSource, function, __LINE__,
+                           "No project has loaded its modules: there is no multi-preprocessing manager.");
+    return *myActiveMultiPreprocessingMgr;
+}
+
+// Calls visit on every stored expected time to fire, item by item, file by file, event by event, kind by
+// kind, until visit returns false.
+template <typename F> void forEachOptimal(F visit)
+{
+    if (myActiveMultiPreprocessingMgr == nullptr)
+        return;
+    for (cKynMultiPreprocessingItem* item : myActiveMultiPreprocessingMgr->getMultiPpItems())
+    {
+        cKynFileList const* const list = item->getFileList();
+        if (list == nullptr)
+            continue;
+        unsigned int cursor = 0;
+        for (cKynFile* file = list->firstFile(cursor); file != nullptr; file = list->nextFile(cursor))
+            for (auto const& [event, ttf] : file->getTtfSettings())
+                for (ETtfKind kind : {eTtfMinimum, eTtfOptimum, eTtfMaximum})
+                    if (!visit(*ttf, kind))
+                        return;
+    }
+}
+} // namespace
+
+unsigned int getActiveMppManagerSelectedItemIndex()
+{
+    return activeMppManager("getActiveMppManagerSelectedItemIndex").getSelectedItemIndex();
+}
+
+unsigned int getActiveMppManagerItemCount()
+{
+    return activeMppManager("getActiveMppManagerItemCount").getItemCount();
+}
+
+mpf_class getActiveFileBumperTemperature()
+{
+    if (myActiveFile == nullptr)
+        throw cNULLPointer(kSource, "getActiveFileBumperTemperature", __LINE__,
+                           "There is no active crash file.");
+    return myActiveFile->getBumperTemperature();
+}
+
+cDriftParameterMgr* asDriftParamMgr(cChannel* channel)
+{
+    return channel;
+}
+
+cDriftParameter* getActiveVehicleDriftParameter(std::string const& name)
+{
+    return myActiveVehicle->cDriftParameterMgr::getParameter(name);
+}
+
+cDriftParameter* getActiveUnitDriftParameter(std::string const& name)
+{
+    return myActiveUnit->cDriftParameterMgr::getParameter(name);
+}
+
+int findActiveProjectConfigFileItem(char const* group, char const* item, std::string& value, bool mandatory)
+{
+    cCfgInputFile* const file =
+        myActiveProject != nullptr ? myActiveProject->getConfigurationFile() : nullptr;
+    if (file == nullptr)
+    {
+        if (mandatory)
+            throw cNULLPointer(kSource, "findActiveProjectConfigFileItem", __LINE__,
+                               "There is no active project file to read from.");
+        return 0;
+    }
+    return file->getTopGroup()->findItem(group != nullptr ? group : "", item, value, mandatory) != 0 ? 1 : 0;
+}
+
+bool areAnyOptimalsSet()
+{
+    bool set = false;
+    forEachOptimal(
+        [&](structTTF const& ttf, ETtfKind kind)
+        {
+            set = !ttf.isNoFire(kind);
+            return !set;
+        });
+    return set;
+}
+
+bool resetAllOptimals()
+{
+    bool replaced = false;
+    forEachOptimal(
+        [&](structTTF& ttf, ETtfKind kind)
+        {
+            if (!ttf.isNoFire(kind))
+            {
+                ttf.setTtfValue(kind, "NF");
+                replaced = true;
+            }
+            return true;
+        });
+    return replaced;
 }

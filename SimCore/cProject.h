@@ -8,16 +8,27 @@
 #include "BaseKit/cTraceProvider.h"
 #include "SimCore/cFileConfigured.h"
 
+#include <gmpxx.h>
+
 #include <string>
 #include <vector>
 
+class cAlgorithm;
+class cCalibration;
 class cCfgInputFile;
+class cChannel;
 class cComputationManager;
+class cConfigurationGroup;
+class cDriftParameter;
+class cDriftParameterMgr;
+class cKynMultiPreprocessingItem;
 class cKynMultiPreprocessingMgr;
 class cPreprocessing;
 class cSymbolManager;
 class cUnit;
 class cVehicle;
+class IKynFile;
+class IPreprocessing;
 
 // The host's view of the project.
 class IProject
@@ -28,6 +39,10 @@ public:
     // check). The stages size themselves from the used channels when they are made: declare every
     // channel before loadDataProcessingModules.
     virtual void declareChannelName(std::string const& name, bool used) = 0;
+    // The project takes the host's calibration and algorithm over (deleting one it held before) and
+    // publishes them as myActiveCalibration and myActiveAlgorithm.
+    virtual void setCalibration(cCalibration const* const calibration) = 0;
+    virtual void setAlgorithm(cAlgorithm const* const algorithm) = 0;
     virtual cCfgInputFile* getConfigurationFile() const = 0;
     virtual void loadDataProcessingModules(std::string const& workingDirectory) = 0;
     virtual void clearDataProcessingModules() = 0;
@@ -47,14 +62,17 @@ public:
     // the symbols from "Symbols" (basePath + value, or none) and opens "Drift Studies" when given.
     // A failure after the file is read deletes what was made and leaves both globals null.
     cProject(std::string const& projectFilePath, std::string const& basePath);
-    // Clears the modules, then deletes the symbol manager, the computation manager (nulling their
-    // globals) and the drift studies file.
+    // Deletes the algorithm, then the calibration (nulling their globals), clears the modules, then
+    // deletes the symbol manager and the computation manager (nulling their globals), the drift studies
+    // file and the channel mapping.
     ~cProject() override;
 
     static std::string getFileFilter(unsigned char kind);
     static std::string getDefaultExtension(unsigned char kind);
 
     void declareChannelName(std::string const& name, bool used) override;
+    void setCalibration(cCalibration const* const calibration) override;
+    void setAlgorithm(cAlgorithm const* const algorithm) override;
     cCfgInputFile* getConfigurationFile() const override { return cFileConfigured::getConfigurationFile(); }
     // Makes the modules from the files that "Vehicle", "Preprocessing" and "Unit" name (joined to
     // workingDirectory), starts their threads in stage order (vehicle, channels, unit), publishes them,
@@ -70,6 +88,30 @@ public:
     // the first gets its own vehicle, preprocessing and unit files, opened from the project's keys;
     // the first works on the live modules. A failure deletes what this call made and goes on.
     void addNewMultiPreprocessingItem(std::string name);
+
+    // Reads the file that "Channel Mapping" names (joined to directory) and keeps a copy of its
+    // "Channel Name Mapping" group, which every crash file read from then on applies to its channel
+    // names. Without the key nothing changes; a second call replaces the copy. A failure carries
+    // "\nFile: " and the path.
+    void buildChannelNameMappingVector(std::string const& directory);
+    // Null until buildChannelNameMappingVector found a mapping file.
+    cConfigurationGroup const* getChannelMappingVector() const { return m_channelMappingVector; }
+    // Applies the project file's "Calibration" group, entry by entry in file order, to the parameters
+    // of manager: "No Deployment Value" (set, then the value taken), "Neutral Value" (stored only, not
+    // marked defined), "Minimum Value" and "Maximum Value" (overwritten without a check), "Unit",
+    // "Conversion Factor" and "Description". An unknown name stops with getParameter's exception, the
+    // entries before it applied.
+    void applyCalibrationDelta(cDriftParameterMgr* manager);
+
+    // The multi-preprocessing manager's items.
+    unsigned int getMultiPreprocessingItemCount() const;
+    std::string getMultiPreprocessingItemName(unsigned int index) const;
+    unsigned int getMultiPreprocessingItemIndexFromName(std::string name) const;
+    cKynMultiPreprocessingItem* getMultiPreprocessingItemFromName(std::string name) const;
+    // The item named first receives the set-up of the item named second (the order of the names is the
+    // reverse of the operation's name, and stays so for the hosts that call it).
+    void copySourceMultipreprocessingIntoDestinationMultipreprocessing(std::string first, std::string second,
+                                                                       cCfgInputFile* crashMappingFile);
 
     std::string getName() const { return m_name; }
     std::string getCustomer() const { return m_customer; }
@@ -116,12 +158,15 @@ private:
     cUnit* m_unit = nullptr;
     cPreprocessing* m_preprocessing = nullptr;
     cVehicle* m_vehicle = nullptr;
+    cCalibration* m_calibration = nullptr;
+    cAlgorithm* m_algorithm = nullptr;
     cSymbolManager* m_symbolManager = nullptr;
     cComputationManager* m_computationManager = nullptr;
     cCfgInputFile* m_crashMappingFile = nullptr;
     cCfgInputFile* m_driftStudiesFile = nullptr;
     std::vector<std::string> m_declaredChannels;
     std::vector<std::string> m_usedChannels;
+    cConfigurationGroup* m_channelMappingVector = nullptr;
     std::string m_ecuVersionNumber;
     std::string m_ecuFilePath;
     std::string m_customer;
@@ -133,3 +178,52 @@ private:
 
 // The host's project; the host stores it here itself and deleteActiveProject clears it.
 extern cProject* myActiveProject;
+
+// ---- host facade: what a host reaches without holding the objects ---------------------------------
+
+class HActiveCalibrationFile;
+
+// A token for the active calibration: its operations are static and go to myActiveCalibration, which
+// the host checks with getActiveCalibration() first.
+class HActiveCalibration
+{
+public:
+    static HActiveCalibration dummyCalibration;
+    // The token of the calibration's value file (.cal or .aef), or null before one is loaded.
+    static HActiveCalibrationFile* getCalibrationFile();
+    // The .aef file the values came from, empty for values of a .cal.
+    static std::string getIsAefFileLoad();
+    static cDriftParameterMgr& getUserCalibrationMgr();
+};
+
+class HActiveCalibrationFile
+{
+public:
+    static HActiveCalibrationFile dummyFile;
+    // The name of the active calibration's value file.
+    static std::string const& getFileName();
+};
+
+// The token of the active calibration, or null while there is none.
+HActiveCalibration* getActiveCalibration();
+IPreprocessing* getActivePreprocessing();
+IProject* getActiveProject();
+IKynFile* getActiveFile();
+// Deletes the active project, if any, and nulls myActiveProject.
+void deleteActiveProject();
+// The active multi-preprocessing manager's selected index and item count; cNULLPointer without one.
+unsigned int getActiveMppManagerSelectedItemIndex();
+unsigned int getActiveMppManagerItemCount();
+mpf_class getActiveFileBumperTemperature();
+// A channel's parameter manager; null for a null channel.
+cDriftParameterMgr* asDriftParamMgr(cChannel* channel);
+// getParameter(name) of the active vehicle's and unit's parameters (its exception for an unknown name).
+cDriftParameter* getActiveVehicleDriftParameter(std::string const& name);
+cDriftParameter* getActiveUnitDriftParameter(std::string const& name);
+// findItem on the root group of the active project's file (any group and key the host keeps there);
+// 1 when found.
+int findActiveProjectConfigFileItem(char const* group, char const* item, std::string& value, bool mandatory);
+// Whether any expected time to fire of any crash file of any item is set (not "-1", no fire).
+bool areAnyOptimalsSet();
+// Sets every expected time to fire that is set back to no fire; true when one was.
+bool resetAllOptimals();

@@ -34,10 +34,13 @@ protected:
     }
 
     // Opens pipeline.prt (or another project file of the folder), declares the used channels and,
-    // with load, makes the modules. The project is published as the host does.
+    // with load, makes the modules. The project is published as the host does. A project opened
+    // before goes first: its end clears the globals of the services.
     cProject& openProject(std::vector<std::string> const& channels = {"ACU_X", "ACU_Y"}, bool load = true,
                           std::string const& file = "pipeline.prt")
     {
+        myActiveFile = nullptr;
+        project.reset();
         project = std::make_unique<cProject>(file, tempFolder());
         myActiveProject = project.get();
         for (std::string const& channel : channels)
