@@ -57,10 +57,7 @@ protected:
             seen.samples.push_back(getSampleCount() > 3 ? getSample(getStorageArray(c), 3) : 0);
         iterations.push_back(seen);
     }
-    int32_t getDisplacementAccValue(unsigned int sample) override
-    {
-        return getSample(*m_samples, sample);
-    }
+    int32_t getDisplacementAccValue(unsigned int sample) override { return getSample(*m_samples, sample); }
     // The tail loop covers the whole file: the stage may stop early when nobody waits for an event,
     // and this algorithm's results must not depend on that.
     void stepPhaseOne() override
