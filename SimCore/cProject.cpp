@@ -63,6 +63,9 @@ cProject::cProject(std::string const& projectFilePath, std::string const& basePa
 
 cProject::~cProject()
 {
+    // The algorithm's thread runs the host's subclass: it ends before that part of the object goes.
+    if (m_algorithm != nullptr)
+        m_algorithm->stop(false);
     delete m_algorithm;
     m_algorithm = nullptr;
     myActiveAlgorithm = nullptr;
@@ -87,8 +90,11 @@ void cProject::setCalibration(cCalibration const* const calibration)
 void cProject::setAlgorithm(cAlgorithm const* const algorithm)
 {
     cAlgorithm* const owned = const_cast<cAlgorithm*>(algorithm);
-    if (owned != m_algorithm)
+    if (owned != m_algorithm && m_algorithm != nullptr)
+    {
+        m_algorithm->stop(false);
         delete m_algorithm;
+    }
     myActiveAlgorithm = m_algorithm = owned;
 }
 
