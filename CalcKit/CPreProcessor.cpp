@@ -17,11 +17,6 @@ std::string describe(std::string const& name, std::string const& type)
     return "Preprocessor \"" + name + "\" of type \"" + type + "\": ";
 }
 
-// The filter types are known to the system but computed by the filter classes, which this kit does
-// not provide yet; they get their own failure so that a project using one says what is missing.
-constexpr std::array<char const*, 4> kFilterTypes = {"Pole Filter", "Stabilized Pole Filter",
-                                                     "Auto Stabilized Pole Filter", "Digital Filter"};
-
 template <class T> std::unique_ptr<CPreProcessor> make(std::string const& name)
 {
     return std::make_unique<T>(name);
@@ -178,10 +173,6 @@ CPreProcessor* createPreProcessor(std::string const& name, std::string const& ty
     for (sPreProcessorType const& entry : kTypes)
         if (type == entry.type)
             return entry.create(name).release();
-    for (char const* filter : kFilterTypes)
-        if (type == filter)
-            throw cGenericException(kSource, "createPreProcessor", __LINE__,
-                                    describe(name, type) + "the filter type is not available yet.");
     throw cGenericException(kSource, "createPreProcessor", __LINE__,
                             describe(name, type) + "unknown preprocessor type.");
 }

@@ -105,9 +105,8 @@ private:
 //                                    0 < fc < fs / 2.
 // The dummy element stays 0.0 in every output; no type drops samples, so status is all 0. The types
 // that need a sampling rate fail at Calculate on an input without one. An unknown type throws
-// cGenericException "Preprocessor \"<name>\" of type \"<type>\": unknown preprocessor type."; the
-// filter types "Pole Filter", "Stabilized Pole Filter", "Auto Stabilized Pole Filter" and "Digital
-// Filter" throw cGenericException "Preprocessor \"<name>\" of type \"<type>\": the filter type is not
-// available yet.".
+// cGenericException "Preprocessor \"<name>\" of type \"<type>\": unknown preprocessor type.". The
+// filter types ("Pole Filter", "Stabilized Pole Filter", "Auto Stabilized Pole Filter", "Digital
+// Filter") are not made here: their coefficients come from a file (CPoleFilter.h, CDigitalFilter.h).
 CPreProcessor* createPreProcessor(std::string const& name, std::string const& type,
                                   std::string const& ecuFilePath);

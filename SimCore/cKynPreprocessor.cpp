@@ -4,6 +4,8 @@
 #include "CalcKit/CPreProcessor.h"
 #include "SimCore/cDriftManager.h"
 #include "SimCore/cDriftParameter.h"
+#include "SimCore/cFilter.h"
+#include "SimCore/cProject.h"
 
 #include <cstdio>
 #include <memory>
@@ -31,6 +33,18 @@ cDriftManager* requireOwner(cDriftManager* owner, char const* function, int line
         throw cNULLPointer(kSource, function, line,
                            "No stage owns the preprocessor: " + what + " cannot be found.");
     return owner;
+}
+
+// The filter object of a filter type, read from its file.
+CPreProcessor* makeFilter(std::string const& name, std::string const& type, std::string const& file)
+{
+    if (type == cPoleFilter::kTypeName)
+        return new cKynPoleFilter<cPoleFilter>(name, file);
+    if (type == cStabilizedPoleFilter::kTypeName)
+        return new cKynPoleFilter<cStabilizedPoleFilter>(name, file);
+    if (type == cAutoStabilizedPoleFilter::kTypeName)
+        return new cKynPoleFilter<cAutoStabilizedPoleFilter>(name, file);
+    return new cKynDigitalFilter<CDigitalFilter>(name, file);
 }
 
 bool isFilterType(std::string const& type)
@@ -144,15 +158,23 @@ void cKynPreprocessor::setConfiguration(cConfigurationGroup* group, std::string 
 
     delete m_preprocessor;
     m_preprocessor = nullptr;
-    if (isFilterType(type))
+    if (!isFilterType(type))
     {
-        std::string filter;
-        group->findItem("", "Filter", filter, true);
-        // The filter classes read their file from path + filter; until they exist the factory
-        // refuses the filter types with its own failure.
-        (void)path;
+        m_preprocessor = createPreProcessor(
+            name, type, myActiveProject != nullptr ? myActiveProject->getECUFilePath() : std::string());
+        return;
     }
-    m_preprocessor = createPreProcessor(name, type, "");
+    std::string filter;
+    group->findItem("", "Filter", filter, true);
+    try
+    {
+        m_preprocessor = makeFilter(name, type, path + filter);
+    }
+    catch (cFstreamOpenException const&)
+    {
+        // Not beside the preprocessing file: the text may be a full path of its own.
+        m_preprocessor = makeFilter(name, type, filter);
+    }
 }
 
 void cKynPreprocessor::loadDriftParameters(cConfigurationGroup* group)
@@ -382,7 +404,10 @@ bool cKynPreprocessor::isFilter() const
 
 std::string cKynPreprocessor::getFilterName() const
 {
-    // No filter object can be made yet, so no file has given a filter name.
+    if (auto const* pole = dynamic_cast<CFilter const*>(m_preprocessor))
+        return pole->getFilterName();
+    if (auto const* digital = dynamic_cast<CDigitalFilter const*>(m_preprocessor))
+        return digital->getFilterName();
     return std::string();
 }
 

@@ -120,7 +120,7 @@ TEST(CPreProcessor, FailuresNameThePreprocessorAndWhatIsWrong)
     for (std::string filter :
          {"Pole Filter", "Stabilized Pole Filter", "Auto Stabilized Pole Filter", "Digital Filter"})
         EXPECT_EQ("cGenericException|createPreProcessor|Preprocessor \"F\" of type \"" + filter +
-                      "\": the filter type is not available yet.",
+                      "\": unknown preprocessor type.",
                   failureOf([filter] { delete createPreProcessor("F", filter, ""); }));
 
     struct

@@ -137,11 +137,10 @@ TEST_F(cKynPreprocessorTest, ConfigurationFailuresNameTheGroupAndLineAndGiveBack
                   kSuffix,
               make(prep("P", "In", "Out", "", "", "Foo")));
     EXPECT_EQ(1, stage->criterion("In")->getLinksNumber());
-    // A filter type needs its file, and is refused then.
+    // A filter type needs its file: not beside the preprocessing file, it is tried as a full path.
     EXPECT_NE(std::string::npos,
               make(prep("F", "", "", "", "", "Digital Filter")).find("Missing key \"Filter\""));
-    EXPECT_EQ("cGenericException|createPreProcessor|Preprocessor \"F\" of type \"Digital Filter\": the "
-              "filter type is not available yet." +
+    EXPECT_EQ("cFstreamOpenException|cCfgInputFile::open|Unable to open file: low.dft\nFile: low.dft" +
                   kSuffix,
               make(prep("F", "", "", "", "Filter = low.dft\n", "Digital Filter")));
 
