@@ -71,6 +71,9 @@ private:
         std::string filterType;
         bool transposed = false;
     };
+    // A cascade of second order blocks in Direct Form I, all blocks per sample; false for any other
+    // filter, which goes block by block.
+    bool runCascadeOfBiquads(cSignalStorage<float> const& in, cSignalStorage<float>& out) const;
     // Runs one block over the samples, from rest.
     static void runBlock(sBlock const& block, double const* x, double* y, unsigned int count);
     // The failure that names the filter: "... digital filter "<name>": <what>".

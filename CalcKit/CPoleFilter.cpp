@@ -103,18 +103,47 @@ void cPoleFilter::process(cSignalStorage<float> const& in, cSignalStorage<float>
     y[0] = 0.0f;
     double const direct = m_directTransfer.get_d();
     double const gain = m_gain.get_d();
-    std::vector<std::complex<double>> state(m_terms.size(), 0.0);
+    // The real terms in real arithmetic (their imaginary parts stay 0, so the result is the same) and
+    // the pairs in complex arithmetic written out, so that the loop holds no branch and no call.
+    std::vector<double> realFeedback, realInput, realState;
+    std::vector<double> pairFeedback, pairInput, pairState; // re, im per pair
+    for (sTerm const& term : m_terms)
+    {
+        if (term.complexPair)
+        {
+            pairFeedback.insert(pairFeedback.end(), {term.feedback.real(), term.feedback.imag()});
+            pairInput.insert(pairInput.end(), {term.input.real(), term.input.imag()});
+            pairState.insert(pairState.end(), {0.0, 0.0});
+        }
+        else
+        {
+            realFeedback.push_back(term.feedback.real());
+            realInput.push_back(term.input.real());
+            realState.push_back(0.0);
+        }
+    }
+    std::size_t const reals = realState.size();
+    std::size_t const pairs = pairState.size() / 2;
     double previous = 0.0;
     for (unsigned int n = 0; n + 1 < count; ++n)
     {
         double const input = x[n];
-        double const pair = input + previous;
+        double const both = input + previous;
         double sum = 0.0;
-        for (std::size_t t = 0; t < m_terms.size(); ++t)
+        for (std::size_t t = 0; t < reals; ++t)
         {
-            sTerm const& term = m_terms[t];
-            state[t] = term.feedback * state[t] + term.input * pair;
-            sum += term.complexPair ? 2.0 * state[t].real() : state[t].real();
+            realState[t] = realFeedback[t] * realState[t] + realInput[t] * both;
+            sum += realState[t];
+        }
+        for (std::size_t t = 0; t < pairs; ++t)
+        {
+            double const ar = pairFeedback[2 * t], ai = pairFeedback[2 * t + 1];
+            double const wr = pairState[2 * t], wi = pairState[2 * t + 1];
+            double const re = (ar * wr - ai * wi) + pairInput[2 * t] * both;
+            double const im = (ar * wi + ai * wr) + pairInput[2 * t + 1] * both;
+            pairState[2 * t] = re;
+            pairState[2 * t + 1] = im;
+            sum += 2.0 * re;
         }
         y[n + 1] = static_cast<float>(direct * input + gain * sum);
         previous = input;

@@ -9,6 +9,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace
@@ -48,8 +49,9 @@ cStorage<double> coefficients(std::vector<double> const& values)
 }
 
 // The filter of the reference: a second order low pass whose A0 is 2 (Direct Form I), then a 3-tap FIR
-// (Direct Form II Transposed), valid from 5 to 20 kHz.
-void configure(CDigitalFilter& filter, std::string const& mode)
+// (by default in Direct Form II Transposed), valid from 5 to 20 kHz.
+void configure(CDigitalFilter& filter, std::string const& mode,
+               std::string const& fir = "Direct Form II Transposed")
 {
     filter.m_filterName = "ECU low pass";
     filter.m_blocksProcessingMode = mode;
@@ -58,8 +60,7 @@ void configure(CDigitalFilter& filter, std::string const& mode)
     filter.ClearData();
     filter.AddNewBlock(coefficients({2.0, -2.6, 0.98}), coefficients({0.09, 0.18, 0.09}), "Direct Form I",
                        "IIR");
-    filter.AddNewBlock(coefficients({1.0}), coefficients({0.25, 0.5, 0.25}), "Direct Form II Transposed",
-                       "FIR");
+    filter.AddNewBlock(coefficients({1.0}), coefficients({0.25, 0.5, 0.25}), fir, "FIR");
     filter.CheckFilterData();
 }
 
@@ -82,23 +83,26 @@ std::vector<float> run(CDigitalFilter& filter, std::vector<double> const& input,
 } // namespace
 
 // Both modes against scipy's lfilter, within float precision of the output (the samples are float,
-// the arithmetic double): 2e-6 of the largest value.
+// the arithmetic double): 2e-6 of the largest value. A cascade of Direct Form I biquads runs all blocks
+// per sample, any other filter block by block: both ways are checked.
 TEST(CDigitalFilter, CascadeAndParallelBlocksFollowTheirDifferenceEquations)
 {
     sReference const reference = readReference();
     ASSERT_EQ(400u, reference.input.size());
-    for (auto const& [mode, expected] :
-         {std::pair{"Cascade", &reference.cascade}, std::pair{"Parallel", &reference.parallel}})
+    for (auto const& [mode, fir, expected] :
+         {std::tuple{"Cascade", "Direct Form II Transposed", &reference.cascade},
+          std::tuple{"Cascade", "Direct Form I", &reference.cascade},
+          std::tuple{"Parallel", "Direct Form I", &reference.parallel}})
     {
         CDigitalFilter filter("Filter", CDigitalFilter::kTypeName);
-        configure(filter, mode);
+        configure(filter, mode, fir);
         std::vector<float> const output = run(filter, reference.input, 10000.0f);
         double peak = 0.0;
         for (double v : *expected)
             peak = std::max(peak, std::abs(v));
         ASSERT_EQ(expected->size(), output.size());
         for (std::size_t n = 0; n < output.size(); ++n)
-            ASSERT_NEAR((*expected)[n], output[n], 2e-6 * peak) << mode << " sample " << n;
+            ASSERT_NEAR((*expected)[n], output[n], 2e-6 * peak) << mode << ", " << fir << ": sample " << n;
     }
 }
 
