@@ -2,6 +2,7 @@
 
 #include "BaseKit/cKynException.h"
 #include "CalcKit/CBasicPreProcessors.h"
+#include "CalcKit/CCfcFilter.h"
 
 #include <algorithm>
 #include <array>
@@ -28,7 +29,7 @@ struct sPreProcessorType
     std::unique_ptr<CPreProcessor> (*create)(std::string const& name);
 };
 
-constexpr std::array<sPreProcessorType, 10> kTypes = {{
+constexpr std::array<sPreProcessorType, 11> kTypes = {{
     {CGainPreProcessor::kTypeName, &make<CGainPreProcessor>},
     {COffsetPreProcessor::kTypeName, &make<COffsetPreProcessor>},
     {CLinearPreProcessor::kTypeName, &make<CLinearPreProcessor>},
@@ -39,6 +40,7 @@ constexpr std::array<sPreProcessorType, 10> kTypes = {{
     {CMovingAveragePreProcessor::kTypeName, &make<CMovingAveragePreProcessor>},
     {CIntegratorPreProcessor::kTypeName, &make<CIntegratorPreProcessor>},
     {CLowPassPreProcessor::kTypeName, &make<CLowPassPreProcessor>},
+    {CCfcFilter::kTypeName, &make<CCfcFilter>},
 }};
 } // namespace
 

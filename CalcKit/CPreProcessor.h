@@ -103,6 +103,13 @@ private:
 //                                    corner, from rest: with K = tan(pi fc / fs),
 //                                    y[k] = K/(1+K) (x[k] + x[k-1]) - (K-1)/(K+1) y[k-1];
 //                                    0 < fc < fs / 2.
+//   "CFC" (class)                    the channel frequency class filter of crash tests (SAE J211-1,
+//                                    ISO 6487): a 2-pole Butterworth section with its corner at
+//                                    25/12 x class run forward, then backward, over the signal padded
+//                                    point-symmetrically at both ends, each pass started from the
+//                                    mean of its first 10 samples (see CCfcFilter.h); the -3 dB point
+//                                    lies near class / 0.6. class is 60, 180, 600 or 1000; fs above
+//                                    2 x 25/12 x class.
 // The dummy element stays 0.0 in every output; no type drops samples, so status is all 0. The types
 // that need a sampling rate fail at Calculate on an input without one. An unknown type throws
 // cGenericException "Preprocessor \"<name>\" of type \"<type>\": unknown preprocessor type.". The
