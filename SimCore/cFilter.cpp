@@ -125,11 +125,12 @@ template <class T> void cKynDigitalFilter<T>::readBlocksDataFromConfigurationFil
         group->findItem("", "Computation Method", method, true);
         group->findItem("", "Filter Type", type, true);
         unsigned int used = 2;
-        auto const readList = [&](char const* letter)
+        auto const readList = [&](std::string const& letter)
         {
             cStorage<double> list(10);
             mpf_class value;
-            for (unsigned int k = 0; group->findItem("", letter + std::to_string(k), value, false) != 0; ++k)
+            for (unsigned int k = 0;
+                 group->findItem("", std::string(letter).append(std::to_string(k)), value, false) != 0; ++k)
             {
                 list.add(value.get_d());
                 ++used;
