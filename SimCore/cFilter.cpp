@@ -10,6 +10,22 @@
 namespace
 {
 char const* const kSource = "SimCore/cFilter";
+
+// Reads the root group of an opened filter file (nothing when none is open); a failure names the file.
+template <class F> void readOpenedFile(cCfgInputFile* file, std::string const& fileName, F read)
+{
+    if (file == nullptr)
+        return;
+    try
+    {
+        read(file->getTopGroup());
+    }
+    catch (cKynException& failure)
+    {
+        failure.addFileName(fileName);
+        throw;
+    }
+}
 } // namespace
 
 std::string cKynFilter::getFileFilter(unsigned char)
@@ -41,22 +57,14 @@ cKynPoleFilter<T>::cKynPoleFilter(std::string name, std::string const& fileName)
 template <class T> void cKynPoleFilter<T>::setConfiguration(std::string const& fileName)
 {
     cFileConfigured::setConfiguration(fileName);
-    cCfgInputFile* const file = getConfigurationFile();
-    if (file == nullptr)
-        return;
-    try
-    {
-        cConfigurationGroup* const root = file->getTopGroup();
-        root->findItem("", "Name", this->m_filterName, true);
-        root->findItem("", "Direct Transfer", this->m_directTransfer, true);
-        root->findItem("", "Gain", this->m_gain, true);
-        readPoleFromConfigurationFile(root);
-    }
-    catch (cKynException& failure)
-    {
-        failure.addFileName(fileName);
-        throw;
-    }
+    readOpenedFile(getConfigurationFile(), fileName,
+                   [&](cConfigurationGroup* root)
+                   {
+                       root->findItem("", "Name", this->m_filterName, true);
+                       root->findItem("", "Direct Transfer", this->m_directTransfer, true);
+                       root->findItem("", "Gain", this->m_gain, true);
+                       readPoleFromConfigurationFile(root);
+                   });
 }
 
 template <class T> void cKynPoleFilter<T>::readPoleFromConfigurationFile(cConfigurationGroup* root)
@@ -94,23 +102,15 @@ cKynDigitalFilter<T>::cKynDigitalFilter(std::string name, std::string const& fil
 template <class T> void cKynDigitalFilter<T>::setConfiguration(std::string const& fileName)
 {
     cFileConfigured::setConfiguration(fileName);
-    cCfgInputFile* const file = getConfigurationFile();
-    if (file == nullptr)
-        return;
-    try
-    {
-        cConfigurationGroup* const root = file->getTopGroup();
-        root->findItem("", "Name", this->m_filterName, true);
-        root->findItem("", "Blocks Processing Mode", this->m_blocksProcessingMode, true);
-        root->findItem("", "Min Sampling Rate", this->m_minSamplingRate, true);
-        root->findItem("", "Max Sampling Rate", this->m_maxSamplingRate, true);
-        readBlocksDataFromConfigurationFile(root);
-    }
-    catch (cKynException& failure)
-    {
-        failure.addFileName(fileName);
-        throw;
-    }
+    readOpenedFile(getConfigurationFile(), fileName,
+                   [&](cConfigurationGroup* root)
+                   {
+                       root->findItem("", "Name", this->m_filterName, true);
+                       root->findItem("", "Blocks Processing Mode", this->m_blocksProcessingMode, true);
+                       root->findItem("", "Min Sampling Rate", this->m_minSamplingRate, true);
+                       root->findItem("", "Max Sampling Rate", this->m_maxSamplingRate, true);
+                       readBlocksDataFromConfigurationFile(root);
+                   });
 }
 
 template <class T> void cKynDigitalFilter<T>::readBlocksDataFromConfigurationFile(cConfigurationGroup* root)
