@@ -104,27 +104,8 @@ void CCfcFilter::process(cSignalStorage<float> const& in, cSignalStorage<float>&
     double const a0 = s.a0, a1 = s.a1, a2 = s.a2, b1 = s.b1, b2 = s.b2;
     unsigned int const start = std::min(kStartSamples, total);
 
-    // Forward, in place, from the steady state of the mean of the first samples (past inputs and
-    // outputs all equal to it: the section passes a constant unchanged).
-    double x1 = meanOf(p, start), x2 = x1, y1 = x1, y2 = x1;
-    for (unsigned int i = 0; i < total; ++i)
-    {
-        double const xi = p[i];
-        double const yi = a0 * xi + a1 * x1 + a2 * x2 + b1 * y1 + b2 * y2;
-        x2 = x1;
-        x1 = xi;
-        y2 = y1;
-        y1 = yi;
-        p[i] = yi;
-    }
-
-    // Backward from the steady state of the mean of the last forward outputs, through the end padding,
-    // then over the signal itself, written out; the start padding's backward outputs are cropped and
-    // so not computed.
-    x1 = meanOf(p + total - start, start);
-    x2 = x1;
-    y1 = x1;
-    y2 = x1;
+    // One step of the section at padded sample i, with its past in x1, x2, y1, y2.
+    double x1 = 0.0, x2 = 0.0, y1 = 0.0, y2 = 0.0;
     auto step = [&](unsigned int i)
     {
         double const xi = p[i];
@@ -135,6 +116,18 @@ void CCfcFilter::process(cSignalStorage<float> const& in, cSignalStorage<float>&
         y1 = yi;
         return yi;
     };
+    // Each pass starts from the steady state of the mean of its first samples (past inputs and
+    // outputs all equal to it: the section passes a constant unchanged).
+    auto startFrom = [&](double mean) { x1 = x2 = y1 = y2 = mean; };
+
+    // Forward, in place.
+    startFrom(meanOf(p, start));
+    for (unsigned int i = 0; i < total; ++i)
+        p[i] = step(i);
+
+    // Backward from the mean of the last forward outputs, through the end padding, then over the signal
+    // itself, written out; the start padding's backward outputs are cropped and so not computed.
+    startFrom(meanOf(p + total - start, start));
     for (unsigned int i = total; i-- > pad + samples;)
         step(i);
     float* const signal = y + 1;
