@@ -10,6 +10,7 @@
 #include "SimCore/cEquation.h"
 #include "SimCore/cKynFile.h"
 #include "SimCore/cProject.h"
+#include "SimCore/cTestMgr.h"
 #include "SimCore/cUnit.h"
 #include "StoreKit/cCfgInputFile.h"
 #include "StoreKit/cConfigurationGroup.h"
@@ -230,7 +231,7 @@ std::string cAlgorithm::getHistoryFile() const
     return heldItem("History File", false);
 }
 
-void cAlgorithm::buildFile(cCfgInputFile* file, bool, bool copyHeader)
+void cAlgorithm::buildFile(cCfgInputFile* file, bool withTests, bool copyHeader)
 {
     cConfigurationGroup* const target = file->getTopGroup();
     cCfgInputFile* const held = getConfigurationFile();
@@ -262,7 +263,19 @@ void cAlgorithm::buildFile(cCfgInputFile* file, bool, bool copyHeader)
         target->addConfigurationGroup(tests);
     }
     m_testGroup = tests;
-    // The test named "GVT" writes its views into the group; the views come with the test managers.
+    // The test named "GVT" writes its views back into the group, which keeps the host's layout.
+    if (myActiveComputationManager == nullptr || tests == nullptr)
+        return;
+    for (cTestMgr const* test : myActiveComputationManager->getTests())
+    {
+        if (test->getTestName() != "GVT")
+            continue;
+        if (withTests)
+            test->buildFile_Tests(tests);
+        else
+            test->buildFile_CriteriaTimeEvents(tests);
+        return;
+    }
 }
 
 void cAlgorithm::saveSettings(std::string comment, bool withTests, std::string const& fileName,

@@ -139,7 +139,9 @@ public:
     void loadFromConfiguration(cCfgInputFile* file, std::string const& path, bool keepFile);
     // Fills file's top group: with copyHeader, the items the algorithm file keeps (others dropped) and
     // the held file's "Criteria List" and "Time Events List" groups themselves (not copies); then the
-    // test group. The results views' write-back ("GVT") is added to it by the test managers.
+    // test group. Then the computation manager's first test named "GVT", if any, writes its views
+    // back into that group: their enable states with withTests, otherwise the states of their graphs,
+    // curves and marks.
     void buildFile(cCfgInputFile* file, bool withTests, bool copyHeader);
 
     // Virtual operations added to those of cDriftManager, in the order of their slots.

@@ -1,6 +1,8 @@
 #include "SimCore/cAlgorithm.h"
 
+#include "SimCore/cTestMgrPointOfView.h"
 #include "StoreKit/cCfgInputFile.h"
+#include "StoreKit/cConfigurationWriter.h"
 
 #include "tests/support/cAlgorithmFixture.h"
 #include "tests/support/cConfigurationTexts.h"
@@ -334,4 +336,66 @@ TEST_F(cAlgorithmStageTest, TheAlgorithmFileIsReadAndSavedWithTheItemsItKeeps)
         "cInvalidSymbolDefinition|cAlgorithm::setConfigurationWithExtraTimeEvents|Invalid definition of "
         "\" The conversion factor of displacement\" (\"+(\"): \"+(\" is not correct",
         failureOf([&] { cThresholdAlgorithm(tempPath("bad.cfg")); }));
+}
+
+// The algorithm file keeps its "Tests List" through a save and a reload, host keys included, with the
+// states of the test "GVT" written into it in place: without the tests flag the graph's state (added)
+// and those of its curve and mark, with it the view's enable state.
+TEST_F(cAlgorithmStageTest, TheAlgorithmFileRoundTripKeepsItsTestsWithTheGvtStatesWrittenBack)
+{
+    std::string const views = "Tests List {\n"
+                              "    View {\n"
+                              "        Name = Review\n"
+                              "        Algo = Threshold\n"
+                              "        Drawing Enable = yes-enable\n"
+                              "        Host Key = kept\n"
+                              "        Graph {\n"
+                              "            Type = Scatter Graph\n"
+                              "            Name = Curves\n"
+                              "            Criterion {\n"
+                              "                Name = Acceleration\n"
+                              "                Drawing Enable = true\n"
+                              "            }\n"
+                              "            Time Event {\n"
+                              "                Name = Fire\n"
+                              "                Drawing Enable = false\n"
+                              "            }\n"
+                              "        }\n"
+                              "    }\n"
+                              "}\n";
+    std::string text = readText(tempPath("algorithm.cfg"));
+    text.replace(text.find("Tests List {\n}\n"), 15, views);
+    writeText(tempPath("algorithm.cfg"), text);
+    myActiveAlgorithm = nullptr;
+    algorithm.reset();
+    algorithm = std::make_unique<cThresholdAlgorithm>(tempPath("algorithm.cfg"));
+    myActiveAlgorithm = algorithm.get();
+    algorithm->changeMultiPreprocessingItem();
+    auto* const test = new cTestMgr("GVT");
+    auto* const view = new cTestMgrPointOfView(algorithm.get(), test);
+    test->addPointOfView(view);
+    view->setConfigurationGVT(algorithm->getTestCfgGroup()->GetConfigurationGroups()[0]);
+    myActiveComputationManager->addTest(test);
+    runFile(crash);
+    cGraph* const graph = view->getGraph(0);
+    ASSERT_EQ(2u, graph->getGraphObjects().size());
+    graph->getGraphObjects()[0]->setToBeDrawn(false);
+    graph->getGraphObjects()[1]->setToBeDrawn(true);
+
+    std::string states = views;
+    states.replace(states.find("true"), 4, "false");
+    states.replace(states.find("false\n            }\n        }"), 5, "true");
+    states.insert(states.find("            Criterion {"), "            Drawing Enable = show\n");
+    algorithm->save("states", false, tempPath("states.cfg"), false);
+    EXPECT_NE(std::string::npos, readText(tempPath("states.cfg")).find(states));
+    view->setDrawingEnable(false);
+    algorithm->save("enable", true, tempPath("enable.cfg"), false);
+    std::string enable = states;
+    enable.replace(enable.find("yes-enable"), 10, "no-disable");
+    EXPECT_NE(std::string::npos, readText(tempPath("enable.cfg")).find(enable));
+    cThresholdAlgorithm reread(tempPath("enable.cfg"));
+    cConfigurationGroup top;
+    top.addConfigurationGroup(new cConfigurationGroup(*reread.getTestCfgGroup()));
+    EXPECT_EQ(enable, cConfigurationWriter::write(top, nullptr));
+    myActiveComputationManager->removeAllTests();
 }
