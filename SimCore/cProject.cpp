@@ -63,6 +63,9 @@ cProject::cProject(std::string const& projectFilePath, std::string const& basePa
 
 cProject::~cProject()
 {
+    // The tests' views point to the stages and hold links on their results: they go before them.
+    if (m_computationManager != nullptr)
+        m_computationManager->removeAllTests();
     // The algorithm's thread runs the host's subclass: it ends before that part of the object goes.
     if (m_algorithm != nullptr)
         m_algorithm->stop(false);

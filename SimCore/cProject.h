@@ -62,7 +62,8 @@ public:
     // the symbols from "Symbols" (basePath + value, or none) and opens "Drift Studies" when given.
     // A failure after the file is read deletes what was made and leaves both globals null.
     cProject(std::string const& projectFilePath, std::string const& basePath);
-    // Deletes the algorithm, then the calibration (nulling their globals), clears the modules, then
+    // Removes the tests (their views show the stages), deletes the algorithm, then the calibration
+    // (nulling their globals), clears the modules, then
     // deletes the symbol manager and the computation manager (nulling their globals), the drift studies
     // file and the channel mapping.
     ~cProject() override;
