@@ -1,5 +1,9 @@
 #include "StoreKit/cGlobalFile.h"
 
+#include "BaseKit/cKynException.h"
+
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 cGlobalFile::cGlobalFile(std::string fileName) : m_fileName(std::move(fileName)) {}
@@ -30,4 +34,13 @@ std::string cGlobalFile::getDirectory() const
 {
     std::size_t const slash = m_fileName.rfind('/');
     return slash == std::string::npos ? std::string() : m_fileName.substr(0, slash + 1);
+}
+
+void cGlobalFile::copyFile(std::string const& from, std::string const& to)
+{
+    std::error_code error;
+    std::filesystem::copy_file(from, to, std::filesystem::copy_options::overwrite_existing, error);
+    if (error)
+        throw cFstreamOpenException("StoreKit/cGlobalFile", "cGlobalFile::copyFile", __LINE__,
+                                    "Unable to copy \"" + from + "\" to \"" + to + "\": " + error.message());
 }

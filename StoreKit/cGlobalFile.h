@@ -24,6 +24,10 @@ public:
     // The directory with its trailing '/'; "" when the path has none.
     std::string getDirectory() const;
 
+    // Copies the file `from` to `to`, replacing a file of that name. cFstreamOpenException, naming both
+    // paths and the reason, when the source cannot be read or the target cannot be written.
+    static void copyFile(std::string const& from, std::string const& to);
+
 private:
     std::string m_fileName;
 };

@@ -397,3 +397,14 @@ bool cObjectToStoreInfo::endOfInformationList(unsigned int cursor) const
 {
     return cursor >= m_items.size();
 }
+
+bool cObjectToStoreInfo::setInformationValue(std::string const& key, std::string const& value)
+{
+    for (sInformationItem& item : m_items)
+        if (item.key == key)
+        {
+            item.value = value;
+            return true;
+        }
+    return false;
+}

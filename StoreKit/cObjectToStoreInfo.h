@@ -46,6 +46,9 @@ public:
     void addInformation(std::string const& key, unsigned int value);
     // 17 significant digits (%.17g), which read back to the same double.
     void addInformation(std::string const& key, double value);
+    // Gives the first item of the key the value `value` (its line and file stay); false, with nothing
+    // changed, when no item has the key.
+    bool setInformationValue(std::string const& key, std::string const& value);
     // Appends an item as it stands, with its line and file; used by the reader and the templates.
     void addInformationItem(sInformationItem item);
 

@@ -1,5 +1,9 @@
 #include "StoreKit/cGlobalFile.h"
 
+#include "tests/support/cConfigurationTexts.h"
+#include "tests/support/cKitFixture.h"
+#include "tests/support/cTestHelpers.h"
+
 #include <gtest/gtest.h>
 
 TEST(cGlobalFile, GivesTheDirectoryAndTheNameWithAndWithoutExtension)
@@ -21,4 +25,25 @@ TEST(cGlobalFile, GivesTheDirectoryAndTheNameWithAndWithoutExtension)
                   c.parts);
         EXPECT_EQ(file.getRelativeFileName(false), file.extractName());
     }
+}
+
+namespace
+{
+using cGlobalFileCopyTest = cKitFixture;
+}
+
+// A copy replaces the target; a missing source or an unwritable target names both paths.
+TEST_F(cGlobalFileCopyTest, CopyReplacesTheTargetAndNamesBothPathsOnFailure)
+{
+    writeText(tempPath("a.cal"), "Name = A\n");
+    writeText(tempPath("b.cal"), "Name = older and longer\n");
+    cGlobalFile::copyFile(tempPath("a.cal"), tempPath("b.cal"));
+    EXPECT_EQ("Name = A\n", readText(tempPath("b.cal")));
+    std::string const failure =
+        failureOf([&] { cGlobalFile::copyFile(tempPath("none.cal"), tempPath("c.cal")); });
+    EXPECT_EQ("cFstreamOpenException|cGlobalFile::copyFile|Unable to open file: Unable to copy \"" +
+                  tempPath("none.cal") + "\" to \"" + tempPath("c.cal") + "\": ",
+              failure.substr(0, failure.rfind(": ") + 2));
+    EXPECT_NE("no exception",
+              failureOf([&] { cGlobalFile::copyFile(tempPath("a.cal"), tempPath("no/dir/c.cal")); }));
 }

@@ -117,3 +117,17 @@ TEST(cObjectToStoreInfo, BadTextsNameWhatWasExpectedAndLeaveTheValue)
     EXPECT_ANY_THROW(info.findItemValue("1.5x", untouched, /*mandatory=*/false));
     EXPECT_EQ(untouched, 5);
 }
+
+// Setting by key changes the first item of the key only, keeping its line; an absent key changes nothing.
+TEST(cObjectToStoreInfo, SetInformationValueChangesTheFirstItemOfTheKeyOnly)
+{
+    cObjectToStoreInfo info;
+    info.addInformationItem(sInformationItem{"Item Selected", "Front", 7, nullptr});
+    info.addInformation("Item Selected", "Side");
+    EXPECT_TRUE(info.setInformationValue("Item Selected", "Default"));
+    EXPECT_FALSE(info.setInformationValue("Algo Tab Selected", "x"));
+    ASSERT_EQ(2u, info.nbOfInformation());
+    EXPECT_EQ("Default|7|Side", info.getInformationRange()[0].value + "|" +
+                                    std::to_string(info.getInformationRange()[0].lineNumber) + "|" +
+                                    info.getInformationRange()[1].value);
+}
