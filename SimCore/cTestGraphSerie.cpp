@@ -62,6 +62,71 @@ float scaled(float sample, double factor)
 {
     return float(double(sample) * factor);
 }
+
+// The mouse in graph units, with the hit tolerance on each axis: 3 line widths of the graph's scale.
+struct sMouseProbe
+{
+    double x;
+    double y;
+    double xTolerance;
+    double yTolerance;
+};
+
+// Whether the mouse is on the segment from point k - 1 to point k of a curve. The two tests run
+// along the segment's whole line, so the segment's box, widened by the tolerances, is checked
+// first: without it the far extension of a steep or flat segment would be hit.
+bool hitsSegment(sMouseProbe const& mouse, cStorage<float> const& xs, cStorage<float> const& ys,
+                 unsigned int k)
+{
+    double const x0 = xs[k - 1];
+    double const y0 = ys[k - 1];
+    double const x1 = xs[k];
+    double const y1 = ys[k];
+    if (mouse.x < std::min(x0, x1) - mouse.xTolerance || mouse.x > std::max(x0, x1) + mouse.xTolerance ||
+        mouse.y < std::min(y0, y1) - mouse.yTolerance || mouse.y > std::max(y0, y1) + mouse.yTolerance)
+        return false;
+    double const dx = x1 - x0;
+    double const dy = y1 - y0;
+    // The segment's y at the mouse's x finds a flat segment, its x at the mouse's y a steep one. A
+    // segment of length 0 is found through its neighbours.
+    if (dx != 0.0 && std::fabs(y0 + dy * (mouse.x - x0) / dx - mouse.y) <= mouse.yTolerance)
+        return true;
+    return dy != 0.0 && std::fabs(x0 + dx * (mouse.y - y0) / dy - mouse.x) <= mouse.xTolerance;
+}
+
+// Whether the mouse is on a curve. A curve whose x may go back (a threshold the host gave, a curve
+// against an abscissa) is walked segment by segment. On a curve over time x ascends: only the
+// segment that ends at the first sample at or beyond the mouse is tested, found by bisection.
+bool hitsCurve(sMouseProbe const& mouse, cXYPointList const* curve, bool anyOrder)
+{
+    if (curve == nullptr || curve->size() < 2)
+        return false;
+    cStorage<float> const& xs = curve->getXs();
+    cStorage<float> const& ys = curve->getYs();
+    unsigned int const count = curve->size();
+    if (anyOrder)
+    {
+        for (unsigned int k = 1; k < count; ++k)
+            if (hitsSegment(mouse, xs, ys, k))
+                return true;
+        return false;
+    }
+    if (mouse.x < xs[0] - mouse.xTolerance || mouse.x > xs[count - 1] + mouse.xTolerance)
+        return false;
+    unsigned int low = 0;
+    unsigned int high = count;
+    while (low < high)
+    {
+        unsigned int const middle = low + (high - low) / 2;
+        if (double(xs[middle]) < mouse.x)
+            low = middle + 1;
+        else
+            high = middle;
+    }
+    // A mouse before the first sample (within the tolerance) is tested on the first segment, one
+    // after the last sample on the last segment.
+    return hitsSegment(mouse, xs, ys, std::clamp(low, 1u, count - 1));
+}
 } // namespace
 
 cTestGraphSerie::cTestGraphSerie(ESerieType type) : cEnvelopeGraphSerie(type) {}
@@ -425,6 +490,21 @@ bool cTestGraphSerie::getLsbEnabled() const
 {
     cTestMgr const* const test = testOf(m_graph);
     return test != nullptr && test->getLSB();
+}
+
+bool cTestGraphSerie::interceptMouse(CPoint point, unsigned long long& file)
+{
+    file = GetCrashFileAddress();
+    if (m_graph == nullptr || !isToBeDrawn())
+        return false;
+    double const tolerance = 3.0 * double(m_graph->getLineWidth());
+    sMouseProbe const mouse{m_graph->xFromPixel(point.x), m_graph->yFromPixel(point.y),
+                            m_graph->pixelsToXUnits(tolerance), m_graph->pixelsToYUnits(tolerance)};
+    bool const anyOrder = m_isAThreshold || getSerieType() == eSerieYX;
+    if (hitsCurve(mouse, getNominalCurve(), anyOrder))
+        return true;
+    return iData().hasMinMax &&
+           (hitsCurve(mouse, getMinimumCurve(), anyOrder) || hitsCurve(mouse, getMaximumCurve(), anyOrder));
 }
 
 bool cTestGraphSerie::interpolateYXRangeOnTimeEvent(unsigned long long file, float time, float& xMin,

@@ -61,6 +61,9 @@ public:
 
     bool getHotPointEnabled() const override;
     bool getLsbEnabled() const override;
+    // Whether the mouse is within 3 line widths of the current envelope's nominal curve, or of its
+    // minimum or maximum curve; `file` receives the crash file address. False while not drawn.
+    bool interceptMouse(CPoint point, unsigned long long& file) override;
     bool interpolateYXRangeOnTimeEvent(unsigned long long file, float time, float& xMin, float& xMax,
                                        float& yMin, float& yMax) override;
     bool isToBeDrawn() const override;

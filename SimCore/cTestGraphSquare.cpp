@@ -102,6 +102,16 @@ unsigned long cTestGraphSquare::getColor() const
     return event != nullptr ? static_cast<unsigned long>(event->getColor()) : cGraphSquare::getColor();
 }
 
+bool cTestGraphSquare::interceptMouse(CPoint point, unsigned long long& file)
+{
+    file = GetCrashFileAddress();
+    if (m_graph == nullptr || !isToBeDrawn())
+        return false;
+    double const tolerance = 3.0 * double(m_graph->getLineWidth());
+    return hitTest(float(m_graph->xFromPixel(point.x)), float(m_graph->yFromPixel(point.y)),
+                   float(m_graph->pixelsToXUnits(tolerance)), float(m_graph->pixelsToYUnits(tolerance)));
+}
+
 bool cTestGraphSquare::isToBeDrawn() const
 {
     return GetDrawingEnabled() || isMaintained();

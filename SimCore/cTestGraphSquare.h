@@ -32,6 +32,9 @@ public:
 
     // The colour of the time event.
     unsigned long getColor() const override;
+    // Whether the mouse is within 3 line widths of the marks (cGraphSquare::hitTest); `file`
+    // receives the crash file address. False while not drawn.
+    bool interceptMouse(CPoint point, unsigned long long& file) override;
     bool isToBeDrawn() const override;
     bool SetIfItIsToBeDrawn(unsigned long long address, bool toBeDrawn) override;
     unsigned long long GetCrashFileAddress() const override;

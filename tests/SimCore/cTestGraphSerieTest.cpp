@@ -290,3 +290,83 @@ TEST_F(cTestGraphSerieTest, HiddenSerieWithMaintainedDataIsDrawnAndFileGettersFo
     timeGraph.show(false);
     EXPECT_FALSE(serie->getGraphEnableStatus());
 }
+
+// Both graphs show x = px / 8 and y = 40 - py / 2; a line width of 2 makes the tolerance 6 pixels,
+// 0.75 in x and 3 in y. Every boundary below is exact in binary.
+TEST_F(cTestGraphSerieTest, MouseHitsTheCurveOrItsEnvelopeWithinThreeLineWidths)
+{
+    for (cScatterGraph* graph : {&timeGraph, &xyGraph})
+    {
+        graph->setXPixelsPerUnit(8.0);
+        graph->setYPixelsPerUnit(2.0);
+        graph->setTopValue(40.0);
+        graph->setLineWidth(2);
+    }
+    auto hits = [](cGraphObject* object, long px, long py)
+    {
+        unsigned long long file = 1;
+        bool const hit = object->interceptMouse(CPoint{px, py}, file);
+        EXPECT_EQ(object->GetCrashFileAddress(), file) << px << "," << py;
+        return hit;
+    };
+    // Over time, "Speed" (factor 2) at 0 to 3 ms: 10, 26, 26, 10.
+    cTestGraphSerie* const curve = addSerie(timeGraph, eSerieYT, speed);
+    fillCurve(speed, 1000.0f, 0, {5.0f, 13.0f, 13.0f, 5.0f});
+    curve->computeResults(file, false, false);
+    ASSERT_NE(0u, curve->GetCrashFileAddress());
+    struct sCase
+    {
+        long px, py;
+        bool hit;
+    };
+    for (sCase const c : std::vector<sCase>{{12, 22, true},   // 3 above the top at 1.5 ms
+                                            {12, 21, false},  // 3.5 above
+                                            {12, 34, true},   // 3 below
+                                            {12, 35, false},  // 3.5 below
+                                            {2, 28, true},    // at 26, 0.75 ms left of the rise
+                                            {1, 28, false},   // 0.875 ms left
+                                            {-6, 60, true},   // 0.75 ms before the first sample
+                                            {-7, 60, false},  // 0.875 ms before
+                                            {30, 60, true},   // 0.75 ms after the last sample
+                                            {31, 60, false}}) // 0.875 ms after
+        EXPECT_EQ(c.hit, hits(curve, c.px, c.py)) << c.px << "," << c.py;
+    timeGraph.setLineWidth(1);
+    EXPECT_FALSE(hits(curve, 12, 22));
+    EXPECT_TRUE(hits(curve, 12, 25)); // 1.5 above
+    timeGraph.setLineWidth(2);
+
+    // Minimum 0, 6, 6, 0 and maximum 20, 36, 36, 20 are hit where the nominal is not; between the
+    // curves is no hit.
+    for (std::vector<float> const& samples :
+         {std::vector<float>{0, 3, 3, 0}, std::vector<float>{10, 18, 18, 10}})
+    {
+        fillCurve(speed, 1000.0f, 0, samples);
+        curve->computeResults(file, false, false);
+    }
+    EXPECT_TRUE(hits(curve, 12, 68));
+    EXPECT_TRUE(hits(curve, 12, 8));
+    EXPECT_FALSE(hits(curve, 12, 48));
+
+    // A threshold and a curve against an abscissa may turn back in x: every segment is tried. The
+    // threshold's rise at 2 ms (4 to 9) is hit at 8 where the flat segment before it (at 4) is too
+    // far, but not 3.5 above its top, though on its line.
+    cTestGraphSerie* const threshold = addSerie(timeGraph, eSerieYT, acc);
+    threshold->addSpecificPoints(storage({0.0f, 2.0f, 2.0f}), storage({40.0f, 40.0f, 90.0f}));
+    EXPECT_TRUE(hits(threshold, 16, 64));
+    EXPECT_FALSE(hits(threshold, 16, 55));
+    // (6, 10), (2, 20), (4, 30): (4, 15) lies on the first segment, outside the range of the first
+    // and last x.
+    cTestGraphSerie* const against = addSerie(xyGraph, eSerieYX, acc);
+    fillCurve(speed, 1000.0f, 0, {3.0f, 1.0f, 2.0f});
+    fillCurve(acc, 1000.0f, 0, {100.0f, 200.0f, 300.0f});
+    against->computeResults(file, false, false);
+    EXPECT_TRUE(hits(against, 32, 50));
+
+    // Hidden unless the test keeps the file's results; no graph, no hit and no file.
+    curve->setToBeDrawn(false);
+    EXPECT_FALSE(hits(curve, 12, 34));
+    timeTest.toggleMaintainData(item);
+    EXPECT_TRUE(hits(curve, 12, 34));
+    cTestGraphSerie loose(eSerieYT);
+    EXPECT_FALSE(hits(&loose, 0, 0));
+}

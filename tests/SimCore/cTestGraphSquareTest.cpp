@@ -180,3 +180,65 @@ TEST_F(cTestGraphSquareTest, HiddenSquareWithMaintainedDataIsDrawnAndKeepsItsMar
     cTestGraphSquare loose;
     expectFileGetters(*square, loose, file, "pole_32kph.csh");
 }
+
+// Both graphs show x = px / 2 and y = 100 - py / 4; a line width of 2 makes the tolerance 6 pixels,
+// 3 in x and 1.5 in y. Every boundary below is exact in binary.
+TEST_F(cTestGraphSquareTest, MouseHitsTheMarksWithinThreeLineWidthsOnTheAxesOfTheirKind)
+{
+    for (cScatterGraph* graph : {&timeGraph, &xyGraph})
+    {
+        graph->setXPixelsPerUnit(2.0);
+        graph->setYPixelsPerUnit(4.0);
+        graph->setTopValue(100.0);
+        graph->setLineWidth(2);
+    }
+    auto hits = [](cGraphObject* object, long px, long py)
+    {
+        unsigned long long file = 1;
+        bool const hit = object->interceptMouse(CPoint{px, py}, file);
+        EXPECT_EQ(object->GetCrashFileAddress(), file) << px << "," << py;
+        return hit;
+    };
+    // Lines at 10 and 20 ms, hit between them too, at any height; a rectangle over 25..27 and 60..80.
+    cTestGraphSquare* const line = addSquare(timeGraph, eSquareVerticalLine, ttf);
+    line->AddDataVertical(10.0f);
+    line->AddDataVertical(20.0f);
+    cTestGraphSquare* const box = addSquare(xyGraph, eSquareRectangle, ttf);
+    box->AddDataSquare(27.0f, 25.0f, 80.0f, 60.0f);
+    ASSERT_NE(0u, line->GetCrashFileAddress());
+    struct sCase
+    {
+        cTestGraphSquare* square;
+        long px, py;
+        bool hit;
+    };
+    for (sCase const c : std::vector<sCase>{{line, 14, 1000, true}, // x 7
+                                            {line, 13, 0, false},   // x 6.5
+                                            {line, 30, 0, true},
+                                            {line, 46, 0, true},   // x 23
+                                            {line, 47, 0, false},  // x 23.5
+                                            {box, 44, 74, true},   // x 22, y 81.5
+                                            {box, 43, 100, false}, // x 21.5
+                                            {box, 60, 166, true},  // x 30, y 58.5
+                                            {box, 52, 167, false}, // y 58.25
+                                            {box, 52, 73, false}}) // y 81.75
+        EXPECT_EQ(c.hit, hits(c.square, c.px, c.py)) << c.px << "," << c.py;
+    timeGraph.setLineWidth(1);
+    EXPECT_FALSE(hits(line, 14, 0));
+
+    // A horizontal band tests y alone; an unknown kind is never hit.
+    box->setKind(eSquareHorizontalBand);
+    EXPECT_TRUE(hits(box, 0, 74));
+    EXPECT_FALSE(hits(box, 52, 167));
+    box->setKind(5);
+    EXPECT_FALSE(hits(box, 52, 80));
+
+    // Hidden unless the test keeps the file's results; no graph, no hit and no file.
+    line->setToBeDrawn(false);
+    EXPECT_FALSE(hits(line, 30, 0));
+    timeTest.toggleMaintainData(item);
+    EXPECT_TRUE(hits(line, 30, 0));
+    cTestGraphSquare loose;
+    loose.AddDataVertical(10.0f);
+    EXPECT_FALSE(hits(&loose, 20, 0));
+}
