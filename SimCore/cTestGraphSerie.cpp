@@ -73,17 +73,19 @@ struct sMouseProbe
 };
 
 // Whether the mouse is on the segment from point k - 1 to point k of a curve. The two tests run
-// along the segment's whole line, so the segment's box, widened by the tolerances, is checked
-// first: without it the far extension of a steep or flat segment would be hit.
+// along the segment's whole line; a walk over all segments first passes over those whose box,
+// widened by the tolerances, excludes the mouse (withBox). The one segment of a curve over time is
+// tested without it, so that its line is hit beyond its ends too.
 bool hitsSegment(sMouseProbe const& mouse, cStorage<float> const& xs, cStorage<float> const& ys,
-                 unsigned int k)
+                 unsigned int k, bool withBox)
 {
     double const x0 = xs[k - 1];
     double const y0 = ys[k - 1];
     double const x1 = xs[k];
     double const y1 = ys[k];
-    if (mouse.x < std::min(x0, x1) - mouse.xTolerance || mouse.x > std::max(x0, x1) + mouse.xTolerance ||
-        mouse.y < std::min(y0, y1) - mouse.yTolerance || mouse.y > std::max(y0, y1) + mouse.yTolerance)
+    if (withBox &&
+        (mouse.x < std::min(x0, x1) - mouse.xTolerance || mouse.x > std::max(x0, x1) + mouse.xTolerance ||
+         mouse.y < std::min(y0, y1) - mouse.yTolerance || mouse.y > std::max(y0, y1) + mouse.yTolerance))
         return false;
     double const dx = x1 - x0;
     double const dy = y1 - y0;
@@ -107,7 +109,7 @@ bool hitsCurve(sMouseProbe const& mouse, cXYPointList const* curve, bool anyOrde
     if (anyOrder)
     {
         for (unsigned int k = 1; k < count; ++k)
-            if (hitsSegment(mouse, xs, ys, k))
+            if (hitsSegment(mouse, xs, ys, k, true))
                 return true;
         return false;
     }
@@ -125,7 +127,7 @@ bool hitsCurve(sMouseProbe const& mouse, cXYPointList const* curve, bool anyOrde
     }
     // A mouse before the first sample (within the tolerance) is tested on the first segment, one
     // after the last sample on the last segment.
-    return hitsSegment(mouse, xs, ys, std::clamp(low, 1u, count - 1));
+    return hitsSegment(mouse, xs, ys, std::clamp(low, 1u, count - 1), false);
 }
 } // namespace
 

@@ -327,6 +327,7 @@ TEST_F(cTestGraphSerieTest, MouseHitsTheCurveOrItsEnvelopeWithinThreeLineWidths)
                                             {1, 28, false},   // 0.875 ms left
                                             {-6, 60, true},   // 0.75 ms before the first sample
                                             {-7, 60, false},  // 0.875 ms before
+                                            {8, 18, true},    // on the rise's line, 5 above its top
                                             {30, 60, true},   // 0.75 ms after the last sample
                                             {31, 60, false}}) // 0.875 ms after
         EXPECT_EQ(c.hit, hits(curve, c.px, c.py)) << c.px << "," << c.py;
