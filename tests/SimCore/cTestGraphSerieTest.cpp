@@ -295,20 +295,7 @@ TEST_F(cTestGraphSerieTest, HiddenSerieWithMaintainedDataIsDrawnAndFileGettersFo
 // 0.75 in x and 3 in y. Every boundary below is exact in binary.
 TEST_F(cTestGraphSerieTest, MouseHitsTheCurveOrItsEnvelopeWithinThreeLineWidths)
 {
-    for (cScatterGraph* graph : {&timeGraph, &xyGraph})
-    {
-        graph->setXPixelsPerUnit(8.0);
-        graph->setYPixelsPerUnit(2.0);
-        graph->setTopValue(40.0);
-        graph->setLineWidth(2);
-    }
-    auto hits = [](cGraphObject* object, long px, long py)
-    {
-        unsigned long long file = 1;
-        bool const hit = object->interceptMouse(CPoint{px, py}, file);
-        EXPECT_EQ(object->GetCrashFileAddress(), file) << px << "," << py;
-        return hit;
-    };
+    setMouseScale(8.0, 2.0, 40.0);
     // Over time, "Speed" (factor 2) at 0 to 3 ms: 10, 26, 26, 10.
     cTestGraphSerie* const curve = addSerie(timeGraph, eSerieYT, speed);
     fillCurve(speed, 1000.0f, 0, {5.0f, 13.0f, 13.0f, 5.0f});

@@ -185,20 +185,7 @@ TEST_F(cTestGraphSquareTest, HiddenSquareWithMaintainedDataIsDrawnAndKeepsItsMar
 // 3 in x and 1.5 in y. Every boundary below is exact in binary.
 TEST_F(cTestGraphSquareTest, MouseHitsTheMarksWithinThreeLineWidthsOnTheAxesOfTheirKind)
 {
-    for (cScatterGraph* graph : {&timeGraph, &xyGraph})
-    {
-        graph->setXPixelsPerUnit(2.0);
-        graph->setYPixelsPerUnit(4.0);
-        graph->setTopValue(100.0);
-        graph->setLineWidth(2);
-    }
-    auto hits = [](cGraphObject* object, long px, long py)
-    {
-        unsigned long long file = 1;
-        bool const hit = object->interceptMouse(CPoint{px, py}, file);
-        EXPECT_EQ(object->GetCrashFileAddress(), file) << px << "," << py;
-        return hit;
-    };
+    setMouseScale(2.0, 4.0, 100.0);
     // Lines at 10 and 20 ms, hit between them too, at any height; a rectangle over 25..27 and 60..80.
     cTestGraphSquare* const line = addSquare(timeGraph, eSquareVerticalLine, ttf);
     line->AddDataVertical(10.0f);

@@ -48,6 +48,14 @@ protected:
     }
 };
 
+// "name|description|algorithm|enabled|graphs|tab colour|tab text colour"
+std::string describe(cTestMgrPointOfView const& view)
+{
+    return view.getName() + "|" + view.getDescription() + "|" + view.getAlgo() + "|" +
+           std::to_string(view.getDrawingEnable()) + "|" + std::to_string(view.getNbGraphs()) + "|" +
+           std::to_string(view.getTabColor()) + "|" + std::to_string(view.getTabTextColor());
+}
+
 std::vector<std::string> names(cTestMgrPointOfView const& view)
 {
     std::vector<std::string> shown;
@@ -74,9 +82,8 @@ TEST_F(cTestMgrPointOfViewTest, ATestsListWithTwoViewsBuildsTheirGraphs)
     brief->setConfigurationPrp(groups[1], "Speed at a glance");
     EXPECT_EQ(2u, test.getPointOfViewSize());
 
-    EXPECT_EQ("Dynamics||1", dynamics->getName() + "|" + dynamics->getDescription() + "|" +
-                                 std::to_string(dynamics->getDrawingEnable()));
-    EXPECT_EQ("Speed at a glance", brief->getDescription());
+    EXPECT_EQ("Dynamics|||1|2|15790320|0", describe(*dynamics));
+    EXPECT_EQ("Short|Speed at a glance||1|1|15790320|0", describe(*brief));
     ASSERT_EQ(2u, dynamics->getNbGraphs());
     cGraph* const overTime = dynamics->getGraph(0);
     cGraph* const againstSpeed = dynamics->getGraph(1);
@@ -133,16 +140,10 @@ TEST_F(cTestMgrPointOfViewTest, GvtViewsWriteTheirStatesBackIntoTheTestsList)
     cTestMgr test("GVT");
     cTestMgrPointOfView* const off = addView(test);
     off->setConfigurationGVT(groups[0]);
-    EXPECT_EQ("Off|Front|0|0|15790320|0",
-              off->getName() + "|" + off->getAlgo() + "|" + std::to_string(off->getDrawingEnable()) + "|" +
-                  std::to_string(off->getNbGraphs()) + "|" + std::to_string(off->getTabColor()) + "|" +
-                  std::to_string(off->getTabTextColor()));
+    EXPECT_EQ("Off||Front|0|0|15790320|0", describe(*off));
     cTestMgrPointOfView* const on = addView(test);
     on->setConfigurationGVT(groups[1]);
-    EXPECT_EQ("On|Side|1|1|255|65280",
-              on->getName() + "|" + on->getAlgo() + "|" + std::to_string(on->getDrawingEnable()) + "|" +
-                  std::to_string(on->getNbGraphs()) + "|" + std::to_string(on->getTabColor()) + "|" +
-                  std::to_string(on->getTabTextColor()));
+    EXPECT_EQ("On||Side|1|1|255|65280", describe(*on));
 
     startGraphRun("", "", "/data/crash_01.csh");
     cGraph* const graph = on->getGraph(0);

@@ -66,6 +66,25 @@ protected:
         graph.AddObject(made);
         return made;
     }
+    // Both graphs show x = px / xPixels and y = top - py / yPixels, drawn with lines 2 pixels wide.
+    void setMouseScale(double xPixels, double yPixels, double top)
+    {
+        for (cScatterGraph* graph : {&timeGraph, &xyGraph})
+        {
+            graph->setXPixelsPerUnit(xPixels);
+            graph->setYPixelsPerUnit(yPixels);
+            graph->setTopValue(top);
+            graph->setLineWidth(2);
+        }
+    }
+    // Whether the mouse at pixel (px, py) is on the object, which names its crash file either way.
+    static bool hits(cGraphObject* object, long px, long py)
+    {
+        unsigned long long file = 1;
+        bool const hit = object->interceptMouse(CPoint{px, py}, file);
+        EXPECT_EQ(object->GetCrashFileAddress(), file) << px << "," << py;
+        return hit;
+    }
     cCriterionValuesForOneFile* values(std::string const& criterion)
     {
         return algorithm.criterion(criterion)->getActiveCriterionValuesForOneFile();
