@@ -1,14 +1,23 @@
 #include "SimCore/cTimeEvent.h"
 
+#include "BaseKit/Conversions.h"
 #include "BaseKit/cKynException.h"
+#include "PlotKit/cCountGraphSerie.h"
 #include "PlotKit/cGraph.h"
+#include "PlotKit/cMinNomMaxByStringGraphSerie.h"
+#include "PlotKit/cMinNomMaxByValueGraphSerie.h"
 #include "SimCore/cAlgorithm.h"
 #include "SimCore/cComputationManager.h"
+#include "SimCore/cDriftParameter.h"
+#include "SimCore/cKynFileList.h"
 #include "SimCore/cTestGraphSquare.h"
 #include "SimCore/cTestMgr.h"
 #include "StoreKit/cConfigurationGroup.h"
 
+#include <algorithm>
+#include <cmath>
 #include <memory>
+#include <stdexcept>
 
 namespace
 {
@@ -26,6 +35,20 @@ bool isMaintainedByGraphTest(cGraph const* graph, cKynFile const* file)
 bool setFlag(cTimeEvent::tFlagMap& map, std::string const& key, bool flag)
 {
     return map.insert_or_assign(key, flag).second;
+}
+
+// The share of `count` among `total` iterations in percent, computed in float: the hosts show these
+// figures as the library has always computed them.
+float percentOf(unsigned int count, unsigned int total)
+{
+    return float(count) * 100.0f / float(total);
+}
+
+// The drift values that mean nothing on a plot: the smallest normal and the largest double.
+bool isPlotMarker(mpf_class const& value)
+{
+    double const asDouble = value.get_d();
+    return asDouble == 2.2250738585072014e-308 || asDouble == 1.7976931348623157e308;
 }
 } // namespace
 
@@ -206,6 +229,235 @@ void cTimeEventValuesForOneFile::addLastIterationValue()
         m_iterationValues.add(value);
     ++m_iterationCount;
 }
+
+// ---- reports ----
+
+float cTimeEventValuesForOneFile::toMilliseconds(long ticks) const
+{
+    if (ticks == -1)
+        return -1.0f;
+    return float(double(ticks) * (1000.0 / double(getPrecisionFrequency())));
+}
+
+mpf_class cTimeEventValuesForOneFile::iterationDriftValue(unsigned int iteration,
+                                                          cDriftParameter* drift) const
+{
+    if (myActiveComputationManager != nullptr)
+        return myActiveComputationManager->getIterationConvertedDriftValue(iteration, drift);
+    // Without a manager no drift was applied: every iteration ran on the parameter's value.
+    mpf_class value;
+    drift->getConvertedValue(value);
+    return value;
+}
+
+void cTimeEventValuesForOneFile::buildPerCentSerie(cCountGraphSerie* serie, TTFStudySummary& summary) const
+{
+    summary.nomTime = toMilliseconds(m_nomValue);
+    summary.minTime = toMilliseconds(m_minValue);
+    summary.maxTime = toMilliseconds(m_maxValue);
+
+    summary.hasDisplacement = computeDisplacement();
+    if (summary.hasDisplacement)
+    {
+        auto const converted = [](mpf_class const& raw) {
+            return myActiveAlgorithm != nullptr ? myActiveAlgorithm->computeConvertedDisplacementValue(raw)
+                                                : raw;
+        };
+        summary.nomDisplacement = converted(m_nomDisplacement);
+        summary.minDisplacement = converted(m_minDisplacement);
+        summary.maxDisplacement = converted(m_maxDisplacement);
+    }
+
+    auto const found = m_histogram.find(m_minValue);
+    if (found != m_histogram.end())
+    {
+        summary.minCombination.assign(found->second->combination);
+        summary.percentAtMin = percentOf(found->second->count, m_iterationCount);
+    }
+    else
+    {
+        summary.percentAtMin = 0.0f;
+    }
+    auto const atMax = m_histogram.find(m_maxValue);
+    if (atMax != m_histogram.end())
+    {
+        summary.maxCombination.assign(atMax->second->combination);
+        summary.percentAtMax = percentOf(atMax->second->count, m_iterationCount);
+    }
+    else
+    {
+        summary.percentAtMax = 0.0f;
+    }
+    auto const atNom = m_histogram.find(m_nomValue);
+    summary.percentAtNom =
+        atNom != m_histogram.end() ? percentOf(atNom->second->count, m_iterationCount) : 0.0f;
+    auto const noFire = m_histogram.find(-1);
+    if (noFire != m_histogram.end())
+    {
+        summary.noFireCombination.assign(noFire->second->combination);
+        summary.percentNoFire = percentOf(noFire->second->count, m_iterationCount);
+    }
+    else
+    {
+        summary.percentNoFire = 0.0f;
+    }
+
+    summary.timeToPercent.clear();
+    for (auto const& [value, record] : m_histogram)
+    {
+        float const time = toMilliseconds(value);
+        // Here the share is taken in double, then stored as float: the map and the extremes' shares
+        // may differ in their last digit, as they always have.
+        float const percent = float(double(record->count) * 100.0 / double(m_iterationCount));
+        summary.timeToPercent.emplace(time, percent);
+        if (serie != nullptr)
+            serie->AddData(time, record->count);
+    }
+}
+
+void cTimeEventValuesForOneFile::buildDriftMinNomMaxSerie(cMinNomMaxByValueGraphSerie* serie,
+                                                          cDriftParameter* drift,
+                                                          DriftStudySummary& summary) const
+{
+    summary.nomTime = toMilliseconds(m_nomValue);
+    summary.minTime = toMilliseconds(m_minValue);
+    summary.maxTime = toMilliseconds(m_maxValue);
+    auto const atMin = m_histogram.find(m_minValue);
+    if (atMin != m_histogram.end())
+        summary.minCombination.assign(atMin->second->combination);
+    auto const atMax = m_histogram.find(m_maxValue);
+    if (atMax != m_histogram.end())
+        summary.maxCombination.assign(atMax->second->combination);
+    if (serie == nullptr)
+        return;
+    for (unsigned int i = 0; i < m_iterationValues.size(); ++i)
+    {
+        mpf_class value = iterationDriftValue(i, drift);
+        if (isPlotMarker(value))
+            value = 0;
+        serie->AddData(toMilliseconds(m_iterationValues[i]), float(value.get_d()));
+    }
+}
+
+void cTimeEventValuesForOneFile::buildCrashMinNomMaxSerie(cMinNomMaxByStringGraphSerie* serie,
+                                                          std::string const& name,
+                                                          CrashStudySummary& summary) const
+{
+    float const nominal = toMilliseconds(m_nomValue);
+    float const minimum = toMilliseconds(m_minValue);
+    float const maximum = toMilliseconds(m_maxValue);
+    if (serie != nullptr)
+    {
+        serie->AddData(nominal, name.c_str());
+        serie->AddData(maximum, name.c_str());
+        serie->AddData(minimum, name.c_str());
+    }
+    summary.minTimes.add(minimum);
+    summary.nomTimes.add(nominal);
+    summary.maxTimes.add(maximum);
+}
+
+void cTimeEventValuesForOneFile::buildTTFDispersionStudy(double threshold, cDriftParameter* drift,
+                                                         cStorage<TTFDispersionStudy*>& result) const
+{
+    // One time per distinct drift value, in ascending drift order; the largest time of a value stands
+    // for it (a fire is larger than a no-fire).
+    std::vector<mpf_class> values;
+    std::vector<double> times;
+    for (unsigned int i = 0; i < m_iterationValues.size(); ++i)
+    {
+        mpf_class const value = iterationDriftValue(i, drift);
+        double const time = getIterationNbrValue(i);
+        auto const same = std::find(values.begin(), values.end(), value);
+        if (same != values.end())
+        {
+            double& stored = times[std::size_t(same - values.begin())];
+            if (time > stored)
+                stored = time;
+            continue;
+        }
+        auto const larger = std::upper_bound(values.begin(), values.end(), value);
+        times.insert(times.begin() + (larger - values.begin()), time);
+        values.insert(larger, value);
+    }
+
+    mpf_class current;
+    drift->getConvertedValue(current);
+    for (std::size_t k = 1; k < values.size(); ++k)
+    {
+        // Only the drift values up to the parameter's present value are looked at.
+        if (values[k] > current)
+            return;
+        double const smaller = std::min(times[k - 1], times[k]);
+        // A jump to or from no fire is a change of decision, not a dispersion of the time.
+        if (std::fabs(times[k] - times[k - 1]) >= threshold && smaller != -1.0)
+        {
+            auto study = std::make_unique<TTFDispersionStudy>();
+            study->driftValue = values[k];
+            study->minTime = smaller;
+            study->maxTime = std::max(times[k - 1], times[k]);
+            result.add(study.get());
+            study.release();
+            return;
+        }
+    }
+}
+
+void cTimeEventValuesForOneFile::buildClosestDriftCombinationsSerie(
+    cDriftParameter* drift, DriftClosestNominalStudySummary& summary) const
+{
+    summary = DriftClosestNominalStudySummary();
+    summary.drift = drift;
+    unsigned int const count = m_iterationValues.size();
+    if (count == 0)
+        return;
+    summary.hasIterations = true;
+    if (drift->getDrift() != nullptr)
+        summary.nominalValue = drift->getDrift()->getConvertedNominalValue();
+    else
+        drift->getConvertedValue(summary.nominalValue);
+    summary.nominalFires = m_nomValue != -1;
+
+    unsigned int fired = 0;
+    for (unsigned int i = 0; i < count; ++i)
+    {
+        mpf_class const value = iterationDriftValue(i, drift);
+        bool const fires = m_iterationValues[i] != -1;
+        if (fires)
+            ++fired;
+        if (summary.nominalFires && !fires)
+            insertIfClosestValue(value, summary.nominalValue, i, summary.closestNoFire);
+        else if (!summary.nominalFires && fires)
+            insertIfClosestValue(value, summary.nominalValue, i, summary.closestFire);
+    }
+    summary.percentFire = percentOf(fired, count);
+    summary.percentNoFire = 100.0f - summary.percentFire;
+}
+
+bool cTimeEventValuesForOneFile::insertIfClosestValue(mpf_class const& value, mpf_class const& nominal,
+                                                      unsigned int iteration,
+                                                      DriftClosestNominalStudySummary::CloseSummary& close)
+{
+    // Strict comparisons: of two iterations at the same distance the earlier one stays.
+    bool changed = false;
+    if (value >= nominal && (!close.hasUpper || value < close.upperValue))
+    {
+        close.upperValue = value;
+        close.upperIteration = iteration;
+        close.hasUpper = true;
+        changed = true;
+    }
+    if (value <= nominal && (!close.hasLower || value > close.lowerValue))
+    {
+        close.lowerValue = value;
+        close.lowerIteration = iteration;
+        close.hasLower = true;
+        changed = true;
+    }
+    return changed;
+}
+
+// ---- computation events ----
 
 void cTimeEventValuesForOneFile::reset(cStorage<cGraph const*>& graphs, cStorage<cGraph const*>&,
                                        std::map<cGraph const*, bool>& drawingEnable)
@@ -424,11 +676,120 @@ void cTimeEvent::buildFile(cConfigurationGroup* group, int flags)
         group->addInformation("Reference Displacement", m_referenceDisplacement);
 }
 
-std::string cTimeEvent::findOptValue(cKynFile* file, ETtfKind kind)
+std::string cTimeEvent::findOptValue(cKynFile* file, ETtfKind kind) const
 {
     if (!m_fileLink)
         return "NotDef";
     return file->findStructTTF(this)->asString(kind, getPrecisionValue());
+}
+
+// ---- reports ----
+
+template <class tSummary> void cTimeEvent::startSummary(tSummary& summary) const
+{
+    summary.valid = false;
+    summary.minCombination.clearValues();
+    summary.maxCombination.clearValues();
+    summary.precision = getPrecisionValue();
+}
+
+void cTimeEvent::startCrashSummary(CrashStudySummary& summary) const
+{
+    summary.valid = false;
+    summary.minTimes.clear();
+    summary.nomTimes.clear();
+    summary.maxTimes.clear();
+    summary.minExpected.clear();
+    summary.optExpected.clear();
+    summary.maxExpected.clear();
+    summary.crashNames.clear();
+    summary.precision = getPrecisionValue();
+}
+
+cTimeEventValuesForOneFile* cTimeEvent::valuesAt(cKynFile* file) const
+{
+    auto const found = m_values.find(file);
+    // The text of the hosts' checked map access, which their reports of this failure show.
+    if (found == m_values.end())
+        throw std::out_of_range("invalid map<K, T> key");
+    return static_cast<cTimeEventValuesForOneFile*>(found->second);
+}
+
+void cTimeEvent::buildPerCentSerie(cCountGraphSerie* serie, cKynFile* file, TTFStudySummary& summary) const
+{
+    startSummary(summary);
+    summary.noFireCombination.clearValues();
+    auto const* const values = static_cast<cTimeEventValuesForOneFile const*>(getValueListOrNull(file));
+    if (values == nullptr)
+        return;
+    values->buildPerCentSerie(serie, summary);
+    summary.minExpected = findOptValue(file, eTtfMinimum);
+    summary.optExpected = findOptValue(file, eTtfOptimum);
+    summary.maxExpected = findOptValue(file, eTtfMaximum);
+    summary.valid = true;
+}
+
+void cTimeEvent::buildDriftMinNomMaxSerie(cMinNomMaxByValueGraphSerie* serie, cKynFile* file,
+                                          cDriftParameter* drift, DriftStudySummary& summary) const
+{
+    startSummary(summary);
+    auto const* const values = static_cast<cTimeEventValuesForOneFile const*>(getValueListOrNull(file));
+    if (values == nullptr)
+        return;
+    values->buildDriftMinNomMaxSerie(serie, drift, summary);
+    summary.minExpected = findOptValue(file, eTtfMinimum);
+    summary.optExpected = findOptValue(file, eTtfOptimum);
+    summary.maxExpected = findOptValue(file, eTtfMaximum);
+    // One point is no study: the plot needs the kept value of more than one iteration.
+    summary.valid = values->getNbrValue() > 1;
+}
+
+void cTimeEvent::buildCrashMinNomMaxSerie(cMinNomMaxByStringGraphSerie* serie,
+                                          CrashStudySummary& summary) const
+{
+    startCrashSummary(summary);
+    unsigned int cursor = 0;
+    cKynFileList const* const files = myActiveFileList;
+    for (cKynFile* file = files != nullptr ? files->firstFile(cursor) : nullptr; file != nullptr;
+         file = files->nextFile(cursor))
+    {
+        auto const* const values = static_cast<cTimeEventValuesForOneFile const*>(getValueListOrNull(file));
+        if (values == nullptr)
+            continue;
+        std::string const name = getShortName(file->getFileName());
+        summary.crashNames.push_back(name);
+        summary.minExpected.push_back(findOptValue(file, eTtfMinimum));
+        summary.optExpected.push_back(findOptValue(file, eTtfOptimum));
+        summary.maxExpected.push_back(findOptValue(file, eTtfMaximum));
+        values->buildCrashMinNomMaxSerie(serie, name, summary);
+    }
+    // The bar chart reads from the top: the first crash file of the list on the first row.
+    serie->reverseVerticalOrder();
+    summary.valid = !m_values.empty();
+}
+
+void cTimeEvent::calculateTtfSummary(CrashStudySummary& summary, std::vector<float>& percentNoFire) const
+{
+    startCrashSummary(summary);
+    percentNoFire.clear();
+    unsigned int cursor = 0;
+    cKynFileList const* const files = myActiveFileList;
+    for (cKynFile* file = files != nullptr ? files->firstFile(cursor) : nullptr; file != nullptr;
+         file = files->nextFile(cursor))
+    {
+        if (getValueListOrNull(file) == nullptr)
+            continue;
+        std::string const name = getShortName(file->getFileName());
+        TTFStudySummary study;
+        buildPerCentSerie(nullptr, file, study);
+        summary.crashNames.push_back(name);
+        percentNoFire.push_back(study.percentNoFire);
+        summary.minExpected.push_back(study.minExpected);
+        summary.optExpected.push_back(study.optExpected);
+        summary.maxExpected.push_back(study.maxExpected);
+        valuesAt(file)->buildCrashMinNomMaxSerie(nullptr, name, summary);
+    }
+    summary.valid = !m_values.empty();
 }
 
 // ---------------------------------------------------------------------------------------------------
@@ -453,4 +814,23 @@ void cTimeEventMgr::removeMarginTest(cTestMgr const* const test)
     unsigned int i = 0;
     for (cTimeEvent* event = firstParameter(i); event != nullptr; event = nextParameter(i))
         event->removeMarginTest(test);
+}
+
+TtfSummary cTimeEventMgr::CalculateTtfSummary(cTestMgr const* test) const
+{
+    TtfSummary result;
+    unsigned int i = 0;
+    for (cTimeEvent const* event = firstParameter(i); event != nullptr; event = nextParameter(i))
+    {
+        if (test != nullptr && !event->isMarginTestRegistered(test))
+            continue;
+        SummaryWithTtfName summary;
+        summary.timeEventName = event->getName();
+        summary.description = event->getDescription();
+        event->calculateTtfSummary(summary, summary.percentNoFire);
+        // An event without values on any crash file has nothing to report.
+        if (summary.valid)
+            result.push_back(std::move(summary));
+    }
+    return result;
 }

@@ -3,16 +3,23 @@
 // precision frequency, or -1 for no fire. cTimeEventValuesForOneFile keeps, per crash file, the value of
 // the current iteration, the minimum, nominal (iteration 0) and maximum over all iterations with the
 // vehicle's displacement at those instants, and a histogram of the values with the drift combination
-// of the first iteration that gave each value: the robustness answer of a drift study.
+// of the first iteration that gave each value: the robustness answer of a drift study. After a run
+// both reduce these values to the reports of SimCore/TtfSummary.h and to the three report graphs.
 #pragma once
 #include "BaseKit/cStorage.h"
 #include "BaseKit/mpfClass.h"
+#include "SimCore/TtfSummary.h"
 #include "SimCore/cGraphParameter.h"
 #include "SimCore/cKynFile.h"
 #include "SimCore/cParameterMgr.h"
 #include <map>
 #include <string>
+#include <vector>
 
+class cCountGraphSerie;
+class cDriftParameter;
+class cMinNomMaxByStringGraphSerie;
+class cMinNomMaxByValueGraphSerie;
 class cTestMgr;
 class cTimeEvent;
 
@@ -82,6 +89,30 @@ public:
     // Folds the iteration value into minimum, nominal, maximum, displacements, histogram and list.
     void addLastIterationValue();
 
+    // The reports of this crash file, made between runs. A null series is not drawn: only the
+    // summary is filled. Times are milliseconds, -1.0 for no fire.
+    //
+    // Extremes, their shares, displacements and combinations, the no-fire share and combination, and
+    // the share of each time; each time goes to the series with its count.
+    void buildPerCentSerie(cCountGraphSerie* serie, TTFStudySummary& summary) const;
+    // Extremes and their combinations; each kept iteration goes to the series at its time against
+    // its value of `drift`.
+    void buildDriftMinNomMaxSerie(cMinNomMaxByValueGraphSerie* serie, cDriftParameter* drift,
+                                  DriftStudySummary& summary) const;
+    // Appends nominal, maximum and minimum time under `name` to the series and the three times to
+    // the summary's lists.
+    void buildCrashMinNomMaxSerie(cMinNomMaxByStringGraphSerie* serie, std::string const& name,
+                                  CrashStudySummary& summary) const;
+    // Appends the first place, at or below the drift's current value, where the next larger value of
+    // `drift` moves the time to fire by at least `threshold` ms, both times firing. The caller owns
+    // the element.
+    void buildTTFDispersionStudy(double threshold, cDriftParameter* drift,
+                                 cStorage<TTFDispersionStudy*>& result) const;
+    // The values of `drift` nearest to its nominal value among the iterations that decide unlike
+    // the nominal iteration, and the shares of fire and no fire.
+    void buildClosestDriftCombinationsSerie(cDriftParameter* drift,
+                                            DriftClosestNominalStudySummary& summary) const;
+
     void reset(cStorage<cGraph const*>& graphs, cStorage<cGraph const*>& activeGraphs,
                std::map<cGraph const*, bool>& drawingEnable) override;
     void endOfIteration() override;
@@ -104,6 +135,15 @@ private:
     void widenDisplacements(long value, mpf_class const& algorithmMax);
     // Later iterations: the value widens the minimum and maximum.
     void widenExtremes(long value);
+    // Ticks in milliseconds, -1.0 for no fire.
+    float toMilliseconds(long ticks) const;
+    // The converted value of `drift` in iteration `iteration` of the kept list.
+    mpf_class iterationDriftValue(unsigned int iteration, cDriftParameter* drift) const;
+    // Takes value as the closest one on either side of nominal where it is closer than what close
+    // holds (a value equal to nominal on both sides); the earlier iteration keeps a tie. True when
+    // close changed.
+    static bool insertIfClosestValue(mpf_class const& value, mpf_class const& nominal, unsigned int iteration,
+                                     DriftClosestNominalStudySummary::CloseSummary& close);
 
     long m_iterationValue = -1;
     long m_minValue = -1;
@@ -203,14 +243,32 @@ public:
     // cGraphParameter's keys, then those of the ETimeEventFileKey bits.
     void buildFile(cConfigurationGroup* group, int flags) override;
 
+    // The reports of one crash file, made between runs; a crash file without values leaves the
+    // summary invalid. A null series is not drawn.
+    void buildPerCentSerie(cCountGraphSerie* serie, cKynFile* file, TTFStudySummary& summary) const;
+    // Valid only for more than one kept iteration.
+    void buildDriftMinNomMaxSerie(cMinNomMaxByValueGraphSerie* serie, cKynFile* file, cDriftParameter* drift,
+                                  DriftStudySummary& summary) const;
+    // One bar per crash file of the current list that has values, in list order, the first at the
+    // top: the series is reversed at the end and must not be null.
+    void buildCrashMinNomMaxSerie(cMinNomMaxByStringGraphSerie* serie, CrashStudySummary& summary) const;
+    // The same lists without a graph, and the share of no-fire iterations of each crash file.
+    void calculateTtfSummary(CrashStudySummary& summary, std::vector<float>& percentNoFire) const;
+
 protected:
     ~cTimeEvent() override;
     // The expected value of this kind in the crash file as text ("NotDef" for an event without file
     // link), at the parameter's precision.
-    std::string findOptValue(cKynFile* file, ETtfKind kind);
+    std::string findOptValue(cKynFile* file, ETtfKind kind) const;
 
 private:
     void setConfiguration(cConfigurationGroup* group);
+    // Empties the reports' fields that a report of this event fills, and takes the precision.
+    template <class tSummary> void startSummary(tSummary& summary) const;
+    void startCrashSummary(CrashStudySummary& summary) const;
+    // The values of the file through a checked access: std::out_of_range "invalid map<K, T> key"
+    // without an entry.
+    cTimeEventValuesForOneFile* valuesAt(cKynFile* file) const;
 
     bool m_constructed = false;
     bool m_fileLink = false;
@@ -241,4 +299,7 @@ public:
     bool canBeStopped() const;
     // Calls removeMarginTest on each event.
     virtual void removeMarginTest(cTestMgr const* const test);
+    // The valid crash summaries of the events in list order; with a test, of the events that have it
+    // among their margin tests only.
+    TtfSummary CalculateTtfSummary(cTestMgr const* test) const;
 };

@@ -1,8 +1,10 @@
 #include "SimCore/cTimeEvent.h"
 
+#include "PlotKit/cMinNomMaxByValueGraphSerie.h"
 #include "SimCore/cTestGraphSquare.h"
 #include "StoreKit/cConfigurationWriter.h"
 #include "tests/support/cAlgorithmFixture.h"
+#include "tests/support/cParameterHelpers.h"
 
 #include <gtest/gtest.h>
 #include <map>
@@ -77,6 +79,22 @@ std::vector<double> displacements(cTimeEventValuesForOneFile const& v)
 std::vector<long> extremes(cTimeEventValuesForOneFile const& v)
 {
     return {v.getMinValue(), v.getNomValue(), v.getMaxValue()};
+}
+
+std::vector<double> valuesOf(cStorage<mpfClass*> const& combination)
+{
+    std::vector<double> result;
+    for (unsigned int i = 0; i < combination.size(); ++i)
+        result.push_back(combination[i]->get().get_d());
+    return result;
+}
+// A closest-value side as "upper@iteration lower@iteration", "-" for a side not found.
+std::string sidesOf(DriftClosestNominalStudySummary::CloseSummary const& close)
+{
+    auto const side = [](bool has, mpf_class const& value, unsigned int iteration)
+    { return has ? std::to_string(value.get_si()) + "@" + std::to_string(iteration) : std::string("-"); };
+    return side(close.hasUpper, close.upperValue, close.upperIteration) + " " +
+           side(close.hasLower, close.lowerValue, close.lowerIteration);
 }
 } // namespace
 
@@ -314,4 +332,133 @@ TEST_F(cTimeEventTest, ExpectedValuesOfTheCrashFileNeedAFileLink)
     startRun("Linked");
     EXPECT_EQ(file->findStructTTF(linked), linked->getActiveTimeEventValuesForOneFile()->findFileStructTTF());
     EXPECT_EQ(nullptr, unlinked->getActiveTimeEventValuesForOneFile()->findFileStructTTF());
+}
+
+// Four iterations 5, 5, -1, 7 ms on the points 2, 1, 3, 4 of the drift A.
+TEST_F(cTimeEventTest, ReportsGiveSharesExtremesAndCombinationsOfTheFilesWithValues)
+{
+    load("Time Event {\nName = TTF\n}\nTime Event {\nName = Linked\nFile Link = 1\nPrecision = 2\n}\n");
+    cDriftStage drifts({"Name = A\n"});
+    drifts.getParameter("A")->setRawDrift(2, 4, 1, 1, 0);
+    cTimeEvent* const linked = algorithm.timeEvent("Linked");
+    cTimeEventValuesForOneFile* const values = startRun("TTF");
+    for (long ticks : {5L, 5L, -1L, 7L})
+        iterate(values, ticks);
+
+    TTFStudySummary study;
+    algorithm.timeEvent("TTF")->buildPerCentSerie(nullptr, file, study);
+    EXPECT_TRUE(study.valid && !study.hasDisplacement);
+    EXPECT_EQ((std::vector<float>{5, 5, 7, 25, 50, 25, 50}),
+              (std::vector<float>{study.minTime, study.nomTime, study.maxTime, study.percentNoFire,
+                                  study.percentAtMin, study.percentAtMax, study.percentAtNom}));
+    EXPECT_EQ((std::map<float, float>{{-1.0f, 25}, {5.0f, 50}, {7.0f, 25}}), study.timeToPercent);
+    EXPECT_EQ(
+        (std::vector<std::vector<double>>{{2}, {4}, {3}}),
+        (std::vector<std::vector<double>>{valuesOf(study.minCombination), valuesOf(study.maxCombination),
+                                          valuesOf(study.noFireCombination)}));
+    file->findStructTTF(linked)->setTtfValue(eTtfOptimum, "12");
+    TTFStudySummary linkedStudy = study; // a copy, refilled
+    linked->buildPerCentSerie(nullptr, file, linkedStudy);
+    EXPECT_EQ("NF 12.00 NF 2 100", linkedStudy.minExpected + " " + linkedStudy.optExpected + " " +
+                                       linkedStudy.maxExpected + " " + std::to_string(linkedStudy.precision) +
+                                       " " + std::to_string(int(linkedStudy.percentNoFire)));
+    addCrash("/data/crash_02.csh"); // without values: left out of the reports
+    linked->buildPerCentSerie(nullptr, myActiveFileList->getFile(1), linkedStudy);
+    EXPECT_FALSE(linkedStudy.valid);
+    EXPECT_TRUE(linkedStudy.minCombination.empty());
+
+    linked->registerMarginTest(&xyTest);
+    TtfSummary const all = events().CalculateTtfSummary(nullptr);
+    std::vector<TtfSummary::TtfInfo> const lines = all.getCshSummary("crash_01.csh");
+    ASSERT_EQ(2u, lines.size());
+    auto const text = [](TtfSummary::TtfInfo const& line)
+    {
+        return line.timeEventName + " " + line.minExpected + " " + line.optExpected + " " + line.maxExpected +
+               " " + std::to_string(int(line.minTime)) + " " + std::to_string(int(line.nomTime)) + " " +
+               std::to_string(int(line.maxTime)) + " " + std::to_string(int(line.percentNoFire));
+    };
+    EXPECT_EQ("TTF NotDef NotDef NotDef 5 5 7 25", text(lines[0]));
+    EXPECT_EQ("Linked NF 12.00 NF -1 -1 -1 100", text(lines[1]));
+    EXPECT_TRUE(all.getCshSummary("crash_02.csh").empty() &&
+                TtfSummary().getCshSummary("crash_01.csh").empty());
+    TtfSummary const margin = events().CalculateTtfSummary(&xyTest);
+    ASSERT_EQ(1u, margin.size());
+    EXPECT_EQ("Linked", margin[0].timeEventName);
+    linked->removeValuesFromCrashFile(0);
+    EXPECT_TRUE(events().CalculateTtfSummary(&xyTest).empty()) << "no values, no summary";
+
+    // The reports own their combinations: a new run deletes the histogram's.
+    startRun("TTF");
+    EXPECT_EQ((std::vector<double>{3}), valuesOf(study.noFireCombination));
+}
+
+// Drifts A (2 1 3) and B (0 M, the faster; M the largest double): iterations (2,0) (2,M) (1,0) (1,M)
+// (3,0) (3,M) at 10, 8, -1, 10, -1, 30 ms.
+TEST_F(cTimeEventTest, DispersionAndTurnoverLookAtTheDriftValuesOfTheKeptIterations)
+{
+    load("Time Event {\nName = TTF\n}\n");
+    algorithm.fullMarginFeatureRequest(true);
+    cDriftStage drifts({"Name = A\n", "Name = B\n"});
+    cDriftParameter* const a = drifts.getParameter("A");
+    cDriftParameter* const b = drifts.getParameter("B");
+    a->setRawDrift(2, 3, 1, 1, 0);
+    mpf_class const largest(1.7976931348623157e308);
+    b->setRawDrift(0, largest, 0, largest, 0);
+    cTimeEventValuesForOneFile* const values = startRun("TTF");
+    for (long ticks : {10L, 8L, -1L, 10L, -1L, 30L})
+        iterate(values, ticks);
+
+    // Against A the largest time of each value stands: 1 -> 10, 2 -> 10, 3 -> 30.
+    auto const dispersion = [&](double threshold, long current)
+    {
+        setUnlimited(a, current);
+        cStorage<TTFDispersionStudy*> found(2);
+        values->buildTTFDispersionStudy(threshold, a, found);
+        std::string text = found.empty() ? "none" : "";
+        for (unsigned int i = 0; i < found.size(); ++i)
+        {
+            text += std::to_string(found[i]->driftValue.get_si()) + " " +
+                    std::to_string(int(found[i]->minTime)) + " " + std::to_string(int(found[i]->maxTime));
+            delete found[i];
+        }
+        return text;
+    };
+    EXPECT_EQ("none", dispersion(5, 2)) << "the jump lies above the current value";
+    EXPECT_EQ("3 10 30", dispersion(5, 3));
+    EXPECT_EQ("3 10 30", dispersion(20, 3)) << "a jump of exactly the threshold counts";
+    EXPECT_EQ("none", dispersion(20.5, 3));
+    DriftStudySummary drift;
+    cMinNomMaxByValueGraphSerie points;
+    algorithm.timeEvent("TTF")->buildDriftMinNomMaxSerie(&points, file, b, drift);
+    std::vector<float> plotted;
+    for (sTimeValuePoint const& point : points.getPoints())
+        plotted.push_back(point.value);
+    EXPECT_EQ((std::vector<float>{0, 0, 0, 0, 0, 0}), plotted) << "the largest double is drawn at 0";
+
+    DriftClosestNominalStudySummary close;
+    values->buildClosestDriftCombinationsSerie(a, close);
+    EXPECT_TRUE(close.hasIterations && close.nominalFires && close.drift == a);
+    EXPECT_EQ(2.0, close.nominalValue.get_d());
+    EXPECT_FLOAT_EQ(66.666667f, close.percentFire);
+    EXPECT_EQ(100.0f - close.percentFire, close.percentNoFire);
+    EXPECT_EQ("3@4 1@2", sidesOf(close.closestNoFire));
+    EXPECT_EQ("- -", sidesOf(close.closestFire));
+    EXPECT_EQ(-1.0, close.closestFire.upperValue.get_d());
+    values->buildClosestDriftCombinationsSerie(b, close);
+    EXPECT_EQ("0@2 0@2", sidesOf(close.closestNoFire))
+        << "the nominal value is on both sides; the first wins";
+
+    // Without kept iterations there is nothing to look at; a nominal no-fire looks for the fires.
+    algorithm.fullMarginFeatureRequest(false);
+    startRun("TTF");
+    iterate(values, 4);
+    values->buildClosestDriftCombinationsSerie(a, close);
+    EXPECT_FALSE(close.hasIterations);
+    EXPECT_EQ(0.0f, close.percentFire + close.percentNoFire);
+    algorithm.fullMarginFeatureRequest(true);
+    startRun("TTF");
+    for (long ticks : {-1L, -1L, 4L})
+        iterate(values, ticks);
+    values->buildClosestDriftCombinationsSerie(a, close);
+    EXPECT_EQ("- 1@2 - -", sidesOf(close.closestFire) + " " + sidesOf(close.closestNoFire));
 }
