@@ -11,6 +11,7 @@
 #include "tests/support/cTestCalibration.h"
 #include "tests/support/cTestHelpers.h"
 #include "tests/support/cThresholdAlgorithm.h"
+#include "tests/support/cWaitingWindow.h"
 
 #include <gtest/gtest.h>
 
@@ -21,25 +22,6 @@
 
 namespace
 {
-// A host window that lets the test wait for the end of a test (2530).
-class cEndWaitingWindow : public IHostWindow
-{
-public:
-    cEndWaitingWindow() : m_previous(setMainWndH(this)) {}
-    ~cEndWaitingWindow() override { setMainWndH(m_previous); }
-    intptr_t sendMessage(uint32_t message, uintptr_t, intptr_t) override
-    {
-        if (message == kTestEndedMessage)
-            ended.notify();
-        return 0;
-    }
-    bool postMessage(uint32_t, uintptr_t, intptr_t) override { return true; }
-    cEventCounter ended;
-
-private:
-    IHostWindow* m_previous;
-};
-
 // The threshold algorithm over three crash files with its Threshold drifted over 5 points, in the order
 // 10 5 15 20 25. crash.bin and CRASH.mme hold the pulse 0 -2 -8 -20 -12 -4; crash.csh is rewritten with
 // 0 -6 -12 -16 -30 -4. At 10000 ticks per second a step is 0.1 ms, so the iterations fire at
@@ -95,7 +77,7 @@ protected:
         return std::vector<float>(times.data(), times.data() + times.size());
     }
 
-    cEndWaitingWindow host;
+    cWaitingWindow host;
     std::unique_ptr<cTestCalibration> calibration;
     std::unique_ptr<cThresholdAlgorithm> algorithm;
     std::vector<cKynFile*> files;
