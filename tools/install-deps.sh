@@ -3,7 +3,8 @@
 # As root it installs what is missing with apt-get; otherwise it names what is missing and fails.
 set -euo pipefail
 
-packages=(cmake make g++ git clang-format libgmp-dev libgtest-dev libgmock-dev libbenchmark-dev zlib1g-dev clang libclang-rt-dev)
+packages=(cmake make g++ git clang-format libgmp-dev libgtest-dev libgmock-dev libbenchmark-dev zlib1g-dev clang libclang-rt-dev
+          libcli11-dev nlohmann-json3-dev libssl-dev)
 missing=()
 for p in "${packages[@]}"; do
     if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed'; then

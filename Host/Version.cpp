@@ -1,0 +1,6 @@
+#include "Host/Version.h"
+
+std::string simcoreVersion()
+{
+    return SIMCORE_VERSION;
+}
