@@ -1,5 +1,7 @@
 #include "Host/cStudy.h"
 
+#include "Host/Commands.h"
+
 #include "Host/cTerminalWindow.h"
 #include "tests/support/cConfigurationTexts.h"
 #include "tests/support/cSimCoreFixture.h"
@@ -139,4 +141,19 @@ TEST_F(cStudyTest, BadInputNamesTheFile)
     {
         EXPECT_NE(std::string::npos, std::string(e.what()).find("Calibration Description")) << e.what();
     }
+}
+
+// info tells what a study would run; a project that cannot be opened is bad input.
+TEST_F(cStudyTest, InfoDescribesTheProjectWithoutRunningIt)
+{
+    std::ostringstream out;
+    std::ostringstream err;
+    EXPECT_EQ(0, describeProject(tempPath("study.prt"), algorithm(), calibration(), out, err));
+    EXPECT_EQ("project: " + tempPath("study.prt") +
+                  "\nitem: Default (3 of 3 files used)\n  * crash.csh\n  * crash.bin\n  * CRASH/CRASH.mme\n"
+                  "channels: ACU_X ACU_Y\ndrifts:\n  Threshold: 5 to 15 step 5, nominal 10, 3 points\n"
+                  "iterations per file: 3\n",
+              out.str());
+    EXPECT_EQ(2, describeProject(tempPath("none.prt"), algorithm(), calibration(), out, err));
+    EXPECT_EQ("simcore info: Project file not found: " + tempPath("none.prt") + "\n", err.str());
 }
