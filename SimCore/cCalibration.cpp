@@ -10,6 +10,7 @@
 #include "SimCore/cConfigurationParameter.h"
 #include "SimCore/cProject.h"
 #include "StoreKit/cAefInputFile.h"
+#include "StoreKit/cBatchCalibrationConfig.h"
 #include "StoreKit/cCfgInputFile.h"
 #include "StoreKit/cConfigurationGroup.h"
 
@@ -212,7 +213,7 @@ cCalibration::cCalibration(std::string const& descriptionPath)
 
 cCalibration::~cCalibration()
 {
-    // The batch configuration comes with the batch work; until then it is never set.
+    delete m_batchConfiguration;
     delete m_calibrationFile;
     for (cDriftParameter* p : m_unlistedUserParameters)
         cParameter::deleteInstance(p);
@@ -577,6 +578,129 @@ std::string cCalibration::lockBrothers(std::vector<std::string> const& keys,
         }
     }
     return lines;
+}
+
+// ---- Batch mode --------------------------------------------------------------------------------
+
+namespace
+{
+// What the list of batch parameters shows of each: unit, maximum, minimum, raw value and lock.
+constexpr int kBatchListMask = kFileKeyUnit | kFileKeyMaximumValue | kFileKeyMinimumValue | kFileKeyRawValue |
+                               kFileKeyNoDeploymentLocked;
+static_assert(kBatchListMask == 0x8000232);
+// What a run's file holds of a batch parameter that does not vary: raw value and lock.
+constexpr int kBatchFixedMask = kFileKeyRawValue | kFileKeyNoDeploymentLocked;
+static_assert(kBatchFixedMask == 0x8000200);
+
+// A parameter with an EEPROM cell never takes part in a batch: its value belongs to the unit.
+bool mayEnterBatch(cDriftParameter* p)
+{
+    return p->getEepromName().empty() && p->getIsBatchConfigParameter();
+}
+} // namespace
+
+cConfigurationGroup* cCalibration::fillListOfBatchConfigParams()
+{
+    auto list = std::make_unique<cConfigurationGroup>("Parameters List");
+    delete m_batchConfiguration;
+    m_batchConfiguration = nullptr;
+    m_batchConfiguration = new cBatchCalibrationConfig("Parameters List");
+    m_existBatchConfigParams = false;
+    unsigned int i = 0;
+    for (cDriftParameter* p = firstParameter(i); p != nullptr; p = nextParameter(i))
+    {
+        if (!mayEnterBatch(p) || !p->getIsBatchCombineParameter())
+            continue;
+        auto parameter = std::make_unique<cConfigurationGroup>("Parameter");
+        sParameterMgrTraits<cDriftParameter>::buildFile(p, parameter.get(), kBatchListMask);
+        list->addConfigurationGroup(parameter.release());
+        m_existBatchConfigParams = true;
+    }
+    return list.release();
+}
+
+unsigned int cCalibration::buildCombinationsForBatchMode(cStorage<cConfigurationGroup*> groups,
+                                                         stParamCombinations* const combinations)
+{
+    unsigned int result = 1;
+    if (!groups.empty())
+    {
+        if (combinations == nullptr)
+            throw cNULLPointer(kSource, "cCalibration::buildCombinationsForBatchMode", __LINE__,
+                               "KYN Error (NULL Pointer). Out of memory ?\n");
+        if (m_batchConfiguration == nullptr)
+            m_batchConfiguration = new cBatchCalibrationConfig("Parameters List");
+        try
+        {
+            for (unsigned int g = 0; g < groups.size(); ++g)
+                result *=
+                    m_batchConfiguration->setCombinationInformationAndGroups(groups[g], combinations[g]);
+            m_batchConfiguration->computeCombinationsMap();
+        }
+        catch (cKynException const&)
+        {
+            // Half a batch is no batch: the host starts again from nothing.
+            m_batchConfiguration->clearCombinationInformation();
+            throw;
+        }
+    }
+    // The list never owned the groups: only its memory goes.
+    groups.freeMemory();
+    return result;
+}
+
+void cCalibration::clearCombinationInformation()
+{
+    if (m_batchConfiguration != nullptr)
+        m_batchConfiguration->clearCombinationInformation();
+}
+
+std::string cCalibration::getBatchParamsCombinationName(unsigned int combination)
+{
+    std::string name;
+    if (m_batchConfiguration == nullptr)
+        return name;
+    for (unsigned int i = 0; i < m_batchConfiguration->getParameterCount(); ++i)
+    {
+        name += m_batchConfiguration->getInitialsOfParameter(i);
+        name += cBatchCalibrationConfig::valueText(
+            m_batchConfiguration->getCurrentValueOfParameters(combination, i));
+        // The separator stays after the last value too: run names of older studies end with it.
+        name += "_";
+    }
+    return name;
+}
+
+void cCalibration::buildFileForBatchMode(cConfigurationGroup* group, unsigned int combination)
+{
+    if (group == nullptr)
+        throw cNULLPointer(kSource, "cCalibration::buildFileForBatchMode", __LINE__,
+                           "KYN Error (NULL Pointer). Out of memory ?\n");
+    group->clear();
+    auto list = std::make_unique<cConfigurationGroup>("Parameters List");
+    unsigned int i = 0;
+    for (cDriftParameter* p = firstParameter(i); p != nullptr; p = nextParameter(i))
+    {
+        if (!mayEnterBatch(p))
+            continue;
+        auto parameter = std::make_unique<cConfigurationGroup>("Parameter");
+        if (m_batchConfiguration != nullptr &&
+            m_batchConfiguration->isBatchConfigurationParameter(p->getNameRef()))
+            m_batchConfiguration->getGroupFromCombinationMap(parameter.get(), p->getNameRef(), combination);
+        else
+            sParameterMgrTraits<cDriftParameter>::buildFile(p, parameter.get(), kBatchFixedMask);
+        list->addConfigurationGroup(parameter.release());
+    }
+    group->addConfigurationGroup(list.release());
+}
+
+void cCalibration::loadFileForBatchMode(cConfigurationGroup* group)
+{
+    if (group == nullptr)
+        throw cBatchModeLoadingFailedException(kSource, "cCalibration::loadFileForBatchMode", __LINE__,
+                                               "Calibration minor change description is missing");
+    loadCalibrationValues(group->findConfigurationGroup("Parameters List", true), /*showWarnings=*/true,
+                          /*partial=*/true);
 }
 
 // ---- Loading an .aef ---------------------------------------------------------------------------

@@ -15,6 +15,7 @@
 #include <vector>
 
 class cBatchCalibrationConfig;
+struct stParamCombinations;
 class cCfgInputFile;
 class cConfigurationGroup;
 struct sMergedItem;
@@ -138,6 +139,30 @@ public:
     cDriftParameterMgr& getUserCalibrationMgr() { return m_userCalibrationMgr; }
     int32_t getUserCalibrationMinimumUserRights() const { return m_userCalibrationMinimumUserRights; }
     bool getExistBatchConfigParams() const { return m_existBatchConfigParams; }
+
+    // ---- Batch mode: a study run once per combination of chosen calibration values ----
+    // The parameters that may vary in a batch, as a new group "Parameters List" that the caller owns:
+    // one "Parameter" (name, unit, bounds, raw value, lock) per parameter without an EEPROM name
+    // that has both "Batch Configuration" and "Batch Combine". Starts a new batch configuration.
+    cConfigurationGroup* fillListOfBatchConfigParams();
+    // Hands each group with its record (combinations[i] for groups[i]) to the batch configuration
+    // and numbers the runs; returns their number, 1 with no group. The caller keeps its groups. A
+    // group refused by the configuration (see cBatchCalibrationConfig) clears the combination
+    // information and its failure goes on.
+    unsigned int buildCombinationsForBatchMode(cStorage<cConfigurationGroup*> groups,
+                                               stParamCombinations* const combinations);
+    void clearCombinationInformation();
+    // For each batch parameter in order: its initials, its value in that run, "_". "" with none.
+    std::string getBatchParamsCombinationName(unsigned int combination);
+    // Clears group and writes the values of that run into a subgroup "Parameters List": every
+    // parameter without an EEPROM name that has "Batch Configuration", with its batch value when it
+    // varies, else with its present raw value and lock.
+    void buildFileForBatchMode(cConfigurationGroup* group, unsigned int combination);
+    // Loads the "Parameters List" of a run over the present calibration, under the lock rules with
+    // their warnings; the parameters it does not name keep value and lock. A null group throws
+    // cBatchModeLoadingFailedException.
+    void loadFileForBatchMode(cConfigurationGroup* group);
+    cBatchCalibrationConfig* getBatchConfiguration() const { return m_batchConfiguration; }
 
     // The file dialogs: 1 .cal, 2 .aef, 3 .caltemp, anything else .cal and .aef together.
     static std::string getFileFilter(unsigned char kind);
