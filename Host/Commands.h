@@ -7,3 +7,6 @@ namespace CLI
 {
 class App;
 }
+
+void addPulseCommand(CLI::App& app, int& status);
+void addConvertCommand(CLI::App& app, int& status);
