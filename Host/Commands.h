@@ -13,6 +13,9 @@ namespace CLI
 class App;
 }
 
+void addPulseCommand(CLI::App& app, int& status);
+void addConvertCommand(CLI::App& app, int& status);
+
 // The study commands take the concrete algorithm and calibration from factories: the reference host
 // passes its own, tests theirs.
 void addInfoCommand(CLI::App& app, int& status, cStudy::tAlgorithmFactory algorithm,

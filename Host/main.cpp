@@ -14,6 +14,8 @@ int main(int argc, char** argv)
     app.set_version_flag("--version", simcoreVersion());
     app.require_subcommand(1);
     int status = 0;
+    addPulseCommand(app, status);
+    addConvertCommand(app, status);
     try
     {
         app.parse(argc, argv);
