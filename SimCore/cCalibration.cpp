@@ -513,23 +513,8 @@ void cCalibration::loadCalibrationValues(cConfigurationGroup* group, bool showWa
                 conflicts,
             0);
 
-    std::string strangers;
-    unsigned int strangerCount = 0;
-    for (cConfigurationGroup* subGroup : group->GetConfigurationGroups())
-    {
-        std::string name;
-        if (subGroup->findItem("", "Name", name, false) == 0)
-            continue;
-        bool known = false;
-        for (cDriftParameter* p : GetParameters())
-            known = known || p->is(name);
-        if (!known)
-        {
-            strangers += name + "\n";
-            ++strangerCount;
-        }
-    }
-    if (showWarnings && strangerCount != 0)
+    std::string const strangers = unknownParameterNames(group->GetConfigurationGroups());
+    if (showWarnings && !strangers.empty())
         displayScrollMessage(
             kStrangerWarningTitle,
             "The following parameters found in the .cal file do not exist in the project. They "
@@ -538,6 +523,23 @@ void cCalibration::loadCalibrationValues(cConfigurationGroup* group, bool showWa
             0);
     sendToHost(kCalibrationReloadedMessage);
     sendToHost(kCalibrationChangedMessage);
+}
+
+std::string cCalibration::unknownParameterNames(std::vector<cConfigurationGroup*> const& groups)
+{
+    std::string names;
+    for (cConfigurationGroup* group : groups)
+    {
+        std::string name;
+        if (group->findItem("", "Name", name, false) == 0)
+            continue;
+        bool known = false;
+        for (cDriftParameter* p : GetParameters())
+            known = known || p->is(name);
+        if (!known)
+            names += name + "\n";
+    }
+    return names;
 }
 
 std::string cCalibration::lockBrothers(std::vector<std::string> const& keys,
@@ -1111,18 +1113,7 @@ bool cCalibration::openCalFileForMerge(std::string const& path)
         }
     }
 
-    std::string strangers;
-    for (cConfigurationGroup* g : groups)
-    {
-        std::string name;
-        if (g->findItem("", "Name", name, false) == 0)
-            continue;
-        bool known = false;
-        for (cDriftParameter* p : GetParameters())
-            known = known || p->is(name);
-        if (!known)
-            strangers += name + "\n";
-    }
+    std::string const strangers = unknownParameterNames(groups);
     if (!strangers.empty())
         displayScrollMessage("Merging tool - Calibration file (.cal) loading warning",
                              "The following parameters found in the .cal file do not exist in the project. "

@@ -180,6 +180,9 @@ private:
     // The rule of brothers: for each key (a path, or an EEPROM name; keyOf gives a parameter's),
     // locks the parameters of that key unless one of its lockable members vetoes it. Returns the
     // lines of the parameters locked, and adds their number to count.
+    // The names of the parameter groups ("Name") that no parameter of the calibration bears, one
+    // per line.
+    std::string unknownParameterNames(std::vector<cConfigurationGroup*> const& groups);
     std::string lockBrothers(std::vector<std::string> const& paths, std::string (*key)(cDriftParameter*),
                              unsigned int& count);
 
