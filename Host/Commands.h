@@ -7,3 +7,6 @@ namespace CLI
 {
 class App;
 }
+
+// simcore merge OUT DIR...: the shards of one study joined into the output of the whole study.
+void addMergeCommand(CLI::App& app, int& status);

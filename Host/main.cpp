@@ -14,6 +14,7 @@ int main(int argc, char** argv)
     app.set_version_flag("--version", simcoreVersion());
     app.require_subcommand(1);
     int status = 0;
+    addMergeCommand(app, status);
     try
     {
         app.parse(argc, argv);
