@@ -3,10 +3,22 @@
 // fail, 2 bad input or a failed run, 130 an interrupted run.
 #pragma once
 
+#include "Host/cStudy.h"
+
+#include <ostream>
+#include <string>
+
 namespace CLI
 {
 class App;
 }
 
+// The study commands take the concrete algorithm and calibration from factories: the reference host
+// passes its own, tests theirs.
+void addInfoCommand(CLI::App& app, int& status, cStudy::tAlgorithmFactory algorithm,
+                    cStudy::tCalibrationFactory calibration);
+// What info prints, on `out`; the exit status (2 for a project that cannot be opened, told on `err`).
+int describeProject(std::string const& project, cStudy::tAlgorithmFactory algorithm,
+                    cStudy::tCalibrationFactory calibration, std::ostream& out, std::ostream& err);
 // simcore merge OUT DIR...: the shards of one study joined into the output of the whole study.
 void addMergeCommand(CLI::App& app, int& status);

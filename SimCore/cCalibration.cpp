@@ -1,6 +1,7 @@
 #include "SimCore/cCalibration.h"
 
 #include "BaseKit/Conversions.h"
+#include "BaseKit/GestureFlag.h"
 #include "BaseKit/IHostWindow.h"
 #include "BaseKit/UserMessages.h"
 #include "BaseKit/cKynException.h"
@@ -9,10 +10,12 @@
 #include "SimCore/cConfigurationParameter.h"
 #include "SimCore/cProject.h"
 #include "StoreKit/cAefInputFile.h"
+#include "StoreKit/cBatchCalibrationConfig.h"
 #include "StoreKit/cCfgInputFile.h"
 #include "StoreKit/cConfigurationGroup.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <memory>
 #include <unordered_map>
 #include <utility>
@@ -28,6 +31,11 @@ char const* const kSource = "SimCore/cCalibration";
 constexpr uint32_t kCalibrationFileChangedMessage = 2194;
 constexpr uint32_t kCalibrationReloadedMessage = 2532;
 constexpr uint32_t kCalibrationChangedMessage = 2034;
+// A merge result was injected into the calibration.
+constexpr uint32_t kMergeInjectedMessage = 2190;
+
+// The header name of value files and working copies.
+char const* const kValueFileType = "Calibration";
 
 // The keys a .cal writes for each parameter: name, converted and raw value, lock state.
 constexpr int kValueFileMask = kFileKeyConvertedValue | kFileKeyRawValue | kFileKeyNoDeploymentLocked;
@@ -154,10 +162,34 @@ std::string missingReportBody(std::string const& missing, std::string const& bro
     return text;
 }
 
-[[noreturn]] void refuseUntilUndoAndMerge(char const* function, int line)
+// The name of history step `step` in directory.
+std::string historyStepPath(std::string const& directory, unsigned char step)
 {
-    throw cForbiddenAction(kSource, function, line,
-                           "This operation comes with the calibration undo, merge and batch work.");
+    return directory + "CalibrationTemporaryUndoRedoFile" + std::to_string(static_cast<unsigned int>(step)) +
+           ".cal";
+}
+
+// Removes a file if it is there; a file that cannot be removed is left, as nothing depends on its going.
+void removeQuietly(std::string const& path)
+{
+    std::error_code ignored;
+    std::filesystem::remove(path, ignored);
+}
+
+// A raw (LSB) value as the merging window shows it: a whole number, as the parameters give theirs.
+std::string rawText(mpf_class const& value)
+{
+    std::string text;
+    doubleToString(text, value, 0);
+    return text;
+}
+
+// raw times the parameter's conversion factor, at its precision.
+std::string convertedText(cDriftParameter const* p, mpf_class const& raw)
+{
+    std::string text;
+    doubleToString(text, mpf_class(raw * p->getConversionFactor()), p->getPrecisionValue());
+    return text;
 }
 } // namespace
 
@@ -181,7 +213,7 @@ cCalibration::cCalibration(std::string const& descriptionPath)
 
 cCalibration::~cCalibration()
 {
-    // The batch configuration comes with the batch work; until then it is never set.
+    delete m_batchConfiguration;
     delete m_calibrationFile;
     for (cDriftParameter* p : m_unlistedUserParameters)
         cParameter::deleteInstance(p);
@@ -369,12 +401,6 @@ void cCalibration::loadCalibrationValues(cConfigurationGroup* group, bool showWa
     char const* const function = "cCalibration::loadCalibrationValues";
     if (group == nullptr)
         throw cNULLPointer(kSource, function, __LINE__, "KYN Error (NULL Pointer). Out of memory ?\n");
-    unsigned int i = 0;
-    if (!partial)
-        for (cDriftParameter* p = firstParameter(i); p != nullptr; p = nextParameter(i))
-            if (auto* c = dynamic_cast<cConfigurationParameter*>(p))
-                c->lockOnNoDeploymentValue(false, /*update=*/true);
-
     std::unordered_map<std::string, cConfigurationGroup*> fileParameters;
     fileParameters.reserve(group->GetChildCount());
     for (cConfigurationGroup* subGroup : group->GetConfigurationGroups())
@@ -389,6 +415,13 @@ void cCalibration::loadCalibrationValues(cConfigurationGroup* group, bool showWa
             throw failure;
         }
     }
+    // The locks go only once the file's names are known to be good: a refused file (a history step
+    // among them) leaves every parameter as it was.
+    unsigned int i = 0;
+    if (!partial)
+        for (cDriftParameter* p = firstParameter(i); p != nullptr; p = nextParameter(i))
+            if (auto* c = dynamic_cast<cConfigurationParameter*>(p))
+                c->lockOnNoDeploymentValue(false, /*update=*/true);
 
     std::string missing, conflicts, outOfBounds;
     unsigned int missingCount = 0, conflictCount = 0;
@@ -545,6 +578,129 @@ std::string cCalibration::lockBrothers(std::vector<std::string> const& keys,
         }
     }
     return lines;
+}
+
+// ---- Batch mode --------------------------------------------------------------------------------
+
+namespace
+{
+// What the list of batch parameters shows of each: unit, maximum, minimum, raw value and lock.
+constexpr int kBatchListMask = kFileKeyUnit | kFileKeyMaximumValue | kFileKeyMinimumValue | kFileKeyRawValue |
+                               kFileKeyNoDeploymentLocked;
+static_assert(kBatchListMask == 0x8000232);
+// What a run's file holds of a batch parameter that does not vary: raw value and lock.
+constexpr int kBatchFixedMask = kFileKeyRawValue | kFileKeyNoDeploymentLocked;
+static_assert(kBatchFixedMask == 0x8000200);
+
+// A parameter with an EEPROM cell never takes part in a batch: its value belongs to the unit.
+bool mayEnterBatch(cDriftParameter* p)
+{
+    return p->getEepromName().empty() && p->getIsBatchConfigParameter();
+}
+} // namespace
+
+cConfigurationGroup* cCalibration::fillListOfBatchConfigParams()
+{
+    auto list = std::make_unique<cConfigurationGroup>("Parameters List");
+    delete m_batchConfiguration;
+    m_batchConfiguration = nullptr;
+    m_batchConfiguration = new cBatchCalibrationConfig("Parameters List");
+    m_existBatchConfigParams = false;
+    unsigned int i = 0;
+    for (cDriftParameter* p = firstParameter(i); p != nullptr; p = nextParameter(i))
+    {
+        if (!mayEnterBatch(p) || !p->getIsBatchCombineParameter())
+            continue;
+        auto parameter = std::make_unique<cConfigurationGroup>("Parameter");
+        sParameterMgrTraits<cDriftParameter>::buildFile(p, parameter.get(), kBatchListMask);
+        list->addConfigurationGroup(parameter.release());
+        m_existBatchConfigParams = true;
+    }
+    return list.release();
+}
+
+unsigned int cCalibration::buildCombinationsForBatchMode(cStorage<cConfigurationGroup*> groups,
+                                                         stParamCombinations* const combinations)
+{
+    unsigned int result = 1;
+    if (!groups.empty())
+    {
+        if (combinations == nullptr)
+            throw cNULLPointer(kSource, "cCalibration::buildCombinationsForBatchMode", __LINE__,
+                               "KYN Error (NULL Pointer). Out of memory ?\n");
+        if (m_batchConfiguration == nullptr)
+            m_batchConfiguration = new cBatchCalibrationConfig("Parameters List");
+        try
+        {
+            for (unsigned int g = 0; g < groups.size(); ++g)
+                result *=
+                    m_batchConfiguration->setCombinationInformationAndGroups(groups[g], combinations[g]);
+            m_batchConfiguration->computeCombinationsMap();
+        }
+        catch (cKynException const&)
+        {
+            // Half a batch is no batch: the host starts again from nothing.
+            m_batchConfiguration->clearCombinationInformation();
+            throw;
+        }
+    }
+    // The list never owned the groups: only its memory goes.
+    groups.freeMemory();
+    return result;
+}
+
+void cCalibration::clearCombinationInformation()
+{
+    if (m_batchConfiguration != nullptr)
+        m_batchConfiguration->clearCombinationInformation();
+}
+
+std::string cCalibration::getBatchParamsCombinationName(unsigned int combination)
+{
+    std::string name;
+    if (m_batchConfiguration == nullptr)
+        return name;
+    for (unsigned int i = 0; i < m_batchConfiguration->getParameterCount(); ++i)
+    {
+        name += m_batchConfiguration->getInitialsOfParameter(i);
+        name += cBatchCalibrationConfig::valueText(
+            m_batchConfiguration->getCurrentValueOfParameters(combination, i));
+        // The separator stays after the last value too: run names of older studies end with it.
+        name += "_";
+    }
+    return name;
+}
+
+void cCalibration::buildFileForBatchMode(cConfigurationGroup* group, unsigned int combination)
+{
+    if (group == nullptr)
+        throw cNULLPointer(kSource, "cCalibration::buildFileForBatchMode", __LINE__,
+                           "KYN Error (NULL Pointer). Out of memory ?\n");
+    group->clear();
+    auto list = std::make_unique<cConfigurationGroup>("Parameters List");
+    unsigned int i = 0;
+    for (cDriftParameter* p = firstParameter(i); p != nullptr; p = nextParameter(i))
+    {
+        if (!mayEnterBatch(p))
+            continue;
+        auto parameter = std::make_unique<cConfigurationGroup>("Parameter");
+        if (m_batchConfiguration != nullptr &&
+            m_batchConfiguration->isBatchConfigurationParameter(p->getNameRef()))
+            m_batchConfiguration->getGroupFromCombinationMap(parameter.get(), p->getNameRef(), combination);
+        else
+            sParameterMgrTraits<cDriftParameter>::buildFile(p, parameter.get(), kBatchFixedMask);
+        list->addConfigurationGroup(parameter.release());
+    }
+    group->addConfigurationGroup(list.release());
+}
+
+void cCalibration::loadFileForBatchMode(cConfigurationGroup* group)
+{
+    if (group == nullptr)
+        throw cBatchModeLoadingFailedException(kSource, "cCalibration::loadFileForBatchMode", __LINE__,
+                                               "Calibration minor change description is missing");
+    loadCalibrationValues(group->findConfigurationGroup("Parameters List", true), /*showWarnings=*/true,
+                          /*partial=*/true);
 }
 
 // ---- Loading an .aef ---------------------------------------------------------------------------
@@ -747,32 +903,351 @@ void cCalibration::unlockNoDeployment()
             c->lockOnNoDeploymentValue(false, /*update=*/true);
 }
 
-// ---- Operations of other work ------------------------------------------------------------------
+// ---- Working copy and history ------------------------------------------------------------------
 
-void cCalibration::saveTmpFile(std::string, std::string const&, std::string, unsigned char&, unsigned char&,
-                               std::string, std::string)
+void cCalibration::saveTmpFile(std::string, std::string const& directory, std::string fileComment,
+                               unsigned char& currentStep, unsigned char& redoCount, std::string algoTab,
+                               std::string item)
 {
-    refuseUntilUndoAndMerge("cCalibration::saveTmpFile", __LINE__);
+    std::string const temporaryPath =
+        directory + (m_calibrationFile != nullptr ? m_calibrationFile->extractName() : "DefaultCalTmpFile") +
+        ".caltemp";
+    // The file a failure is about: the working copy, then the history step being written.
+    std::string failingPath = temporaryPath;
+    try
+    {
+        removeQuietly(temporaryPath);
+        std::unique_ptr<cCfgInputFile> file(cCfgInputFile::createFile(
+            temporaryPath.c_str(), cCfgInputFile::writeMode, kValueFileType, false));
+        buildFile(file.get(), temporaryPath, algoTab, item.empty() ? "Default" : item);
+        file->save(fileComment, activeProjectName());
+
+        bool const gestureEnded = isLButtonUp();
+        if (currentStep == 0 && redoCount == 0 && !gestureEnded)
+        {
+            // A new edit run: the history of an earlier one goes. Step 0 is rewritten below.
+            for (unsigned int step = 1; step <= 254; ++step)
+                removeQuietly(historyStepPath(directory, static_cast<unsigned char>(step)));
+            // The host's own files of the run, which it writes beside the history.
+            for (char const* name :
+                 {"ActualGVTStatusFile.sts", "TemporaryGVTStatusFile.sts", "TemporaryAlgoFile.cfg"})
+                removeQuietly(directory + name);
+        }
+        if (redoCount != 0 && gestureEnded)
+        {
+            // A new edit after an undo: what could have been redone is gone.
+            for (unsigned int k = 0; k < redoCount; ++k)
+                removeQuietly(historyStepPath(directory, static_cast<unsigned char>(currentStep + k)));
+            redoCount = 0;
+        }
+        if (redoCount == 0 && (gestureEnded || currentStep == 0))
+        {
+            if (currentStep == 1 && gestureEnded)
+            {
+                // Step 0 was written before the item being edited was known: undoing back to it
+                // shows that item.
+                failingPath = historyStepPath(directory, 0);
+                file.reset(
+                    cCfgInputFile::createFile(failingPath.c_str(), cCfgInputFile::readMode, nullptr, false));
+                file->open();
+                file->getTopGroup()->setInformationValue("Item Selected", item);
+                file->save(fileComment, activeProjectName());
+            }
+            failingPath = historyStepPath(directory, currentStep);
+            cGlobalFile::copyFile(temporaryPath, failingPath);
+            ++currentStep;
+            redoCount = 0;
+            setLButtonUp(false);
+        }
+    }
+    catch (cFstreamOpenException const&)
+    {
+        // Editing goes on without a working copy; the engineer is told why.
+        doErrorMessage("Unable to create the temporary calibration file:\n" + failingPath +
+                       "\nCheck user writing rights or available space on the drive.");
+    }
 }
 
-void cCalibration::openTmpFile(std::string const&, std::string&, std::string&, unsigned char, unsigned char)
+void cCalibration::openTmpFile(std::string const& path, std::string& algoTab, std::string& item,
+                               unsigned char undoStep, unsigned char redoStep)
 {
-    refuseUntilUndoAndMerge("cCalibration::openTmpFile", __LINE__);
+    std::unique_ptr<cCfgInputFile> file(
+        cCfgInputFile::createFile(path.c_str(), cCfgInputFile::readMode, nullptr, false));
+    file->open();
+    cConfigurationGroup* const root = file->getTopGroup();
+    root->findItem("", "Algo Tab Selected", algoTab, false);
+    root->findItem("", "Item Selected", item, false);
+    cConfigurationGroup* const values = root->findConfigurationGroup("Parameters List", true);
+    // A step refused halfway (a value that is no number) puts every parameter back as it was, so that
+    // the engineer never works on a mix of two steps.
+    struct sHeld
+    {
+        cDriftParameter* parameter;
+        mpf_class raw;
+        bool locked;
+    };
+    std::vector<sHeld> held;
+    for (cDriftParameterMgr* manager : {static_cast<cDriftParameterMgr*>(this), &m_userCalibrationMgr})
+        for (cDriftParameter* p : manager->GetParameters())
+        {
+            auto* const configuration = dynamic_cast<cConfigurationParameter*>(p);
+            held.push_back(
+                {p, rawValueOf(p), configuration != nullptr && configuration->isLockedOnNoDeploymentValue()});
+        }
+    try
+    {
+        // Stepping through the history would repeat the reports of the first load at every step.
+        loadCalibrationValues(values, undoStep == 0 && redoStep == 0, false);
+        loadUserCalibrationDescription(root->findConfigurationGroup("User Parameters List", false));
+    }
+    catch (...)
+    {
+        for (sHeld const& h : held)
+        {
+            auto* const configuration = dynamic_cast<cConfigurationParameter*>(h.parameter);
+            if (configuration != nullptr)
+                configuration->lockOnNoDeploymentValue(false, /*update=*/false);
+            h.parameter->setRawValue(h.raw, /*update=*/true, /*applyLimits=*/false);
+            if (configuration != nullptr && h.locked)
+                configuration->lockOnNoDeploymentValue(true, /*update=*/true);
+        }
+        throw;
+    }
 }
 
-bool cCalibration::openFileForMerge(std::string)
+// ---- Merging -----------------------------------------------------------------------------------
+
+bool cCalibration::openFileForMerge(std::string path)
 {
-    refuseUntilUndoAndMerge("cCalibration::openFileForMerge", __LINE__);
+    if (path.empty())
+        return false;
+    std::string extension = GetExtension(path.c_str());
+    toLower(extension);
+    if (extension != "cal" && extension != "aef")
+    {
+        doErrorMessage("Wrong extension, file not loaded.");
+        return false;
+    }
+    deleteAllMergeItems();
+    for (cDriftParameter* p : GetParameters())
+    {
+        auto record = std::make_unique<sMergedItem>();
+        record->name = p->getName();
+        p->getConvertedValue(record->projectConvertedValue);
+        record->resultConvertedValue = record->projectConvertedValue;
+        p->getRawValue(record->projectRawValue, /*isHex=*/false, /*noDecimals=*/true);
+        record->resultRawValue = record->projectRawValue;
+        record->unit = p->getUnit();
+        record->parameter = p;
+        record->foundInFile = false;
+        if (auto* const configuration = dynamic_cast<cConfigurationParameter*>(p))
+        {
+            record->path = p->getPath();
+            record->lockedInProject = configuration->isLockedOnNoDeploymentValue();
+        }
+        record->fileRawValue = record->projectRawValue;
+        addMergedItem(record.release());
+    }
+    return extension == "cal" ? openCalFileForMerge(path) : openAefFileForMerge(path);
 }
 
-bool cCalibration::injectMergeResultInCurrentProject(bool)
+bool cCalibration::openCalFileForMerge(std::string const& path)
 {
-    refuseUntilUndoAndMerge("cCalibration::injectMergeResultInCurrentProject", __LINE__);
+    std::unique_ptr<cCfgInputFile> file(
+        cCfgInputFile::createFile(path.c_str(), cCfgInputFile::readMode, nullptr, true));
+    file->open();
+    cConfigurationGroup* const values = file->getTopGroup()->findConfigurationGroup("Parameters List", true);
+    std::vector<cConfigurationGroup*> const groups = values->GetConfigurationGroups();
+    std::string conflicts;
+    unsigned int conflictCount = 0;
+    for (unsigned int i = 0; sMergedItem* record = getMergedItem(i); ++i)
+    {
+        cDriftParameter* const p = record->parameter;
+        for (cConfigurationGroup* g : groups)
+        {
+            std::string name;
+            g->findItem("", "Name", name, false);
+            if (name != record->name)
+                continue;
+            bool const hasLockKey =
+                g->findItem("", "No Deployment Locked", record->lockedInFile, false) != 0 ||
+                g->findItem("", "High Calibration Locked", record->lockedInFile, false) != 0;
+            mpf_class value;
+            if (g->findItem("", "Raw Value", value, false) != 0 ||
+                g->findItem("", "LSB Value", value, false) != 0)
+            {
+                record->fileRawValue = rawText(value);
+                record->fileConvertedValue = convertedText(p, value);
+                record->foundInFile = true;
+            }
+            else if (g->findItem("", "Converted Value", value, false) != 0 ||
+                     g->findItem("", "Value", value, false) != 0)
+            {
+                mpf_class const factor = p->getConversionFactor();
+                if (factor == 0)
+                    throw cInvalidConversionFactorException(
+                        kSource, "cCalibration::openCalFileForMerge", __LINE__, factor,
+                        "Parameter \"" + p->getNameRef() + "\" cannot take a converted value.\n");
+                record->fileRawValue = rawText(mpf_class(value / factor));
+                // The converted value multiplied once more: the merging window has always shown this
+                // product for files that give converted values, and engineers read it so.
+                record->fileConvertedValue = convertedText(p, value);
+                record->foundInFile = true;
+            }
+            auto* const lockable = dynamic_cast<cLockableParameter*>(p);
+            if (hasLockKey && record->lockedInFile && lockable != nullptr)
+            {
+                std::string noDeployment;
+                lockable->getNoDeploymentValue(noDeployment, /*isHex=*/false, /*noDecimals=*/true);
+                if (noDeployment != record->fileRawValue)
+                {
+                    conflicts += nameAndPath(p) + " not set to " + record->fileRawValue +
+                                 " LSB, as it is locked to " + noDeployment + " LSB.\n";
+                    ++conflictCount;
+                    record->fileRawValue = noDeployment;
+                }
+            }
+            break;
+        }
+    }
+
+    std::string strangers;
+    for (cConfigurationGroup* g : groups)
+    {
+        std::string name;
+        if (g->findItem("", "Name", name, false) == 0)
+            continue;
+        bool known = false;
+        for (cDriftParameter* p : GetParameters())
+            known = known || p->is(name);
+        if (!known)
+            strangers += name + "\n";
+    }
+    if (!strangers.empty())
+        displayScrollMessage("Merging tool - Calibration file (.cal) loading warning",
+                             "The following parameters found in the .cal file do not exist in the project. "
+                             "They were ignored :\n\n" +
+                                 strangers,
+                             0);
+    if (conflictCount != 0)
+        displayScrollMessage(
+            "Merging tool - Calibration file (.Cal) loading warning",
+            std::string("One or more locked parameters in the file you are loading\n") +
+                "have not the same value as the No Deployment Value defined in the project.\n" +
+                "The project No Deployment Values will be loaded for these parameters : \n\n" + conflicts,
+            0);
+    return true;
 }
 
-std::string cCalibration::checkFormat(std::string, sMergedItem*)
+bool cCalibration::openAefFileForMerge(std::string const& path)
 {
-    refuseUntilUndoAndMerge("cCalibration::checkFormat", __LINE__);
+    std::unique_ptr<cAefInputFile> file(cAefInputFile::createFile(path.c_str(), cCfgInputFile::readMode));
+    file->open();
+    for (unsigned int i = 0; sMergedItem* record = getMergedItem(i); ++i)
+    {
+        cDriftParameter* const p = record->parameter;
+        auto* const cell = dynamic_cast<cUnitEepromParameter*>(p);
+        std::string const eepromName = p->getEepromName();
+        if (eepromName.empty() || cell == nullptr)
+            continue;
+        bool const isUnsigned = p->getMinimumValue() >= 0;
+        // With a code the reader does not throw: a cell it cannot read shows as 0 in the window.
+        unsigned int errorCode = 0;
+        mpf_class const read =
+            file->getItemValue(eepromName, static_cast<unsigned char>(cell->getEepromSize()), isUnsigned,
+                               p->getMinimumValue(), p->getMaximumValue(), &errorCode);
+        // A cell holds a whole number of its sign; long is 64 bits here, as wide as the largest cell.
+        mpf_class const value = isUnsigned
+                                    ? mpf_class(static_cast<unsigned long>(mpfToUnsignedLongLong(read)))
+                                    : mpf_class(static_cast<long>(mpfToLongLong(read)));
+        record->fileRawValue = rawText(value);
+        record->fileConvertedValue = convertedText(p, value);
+        record->foundInFile = true;
+    }
+    std::string strangers;
+    for (sInformationItem const& item : file->getTopGroup()
+                                            ->findConfigurationGroup(cAefInputFile::paramGroupName, true)
+                                            ->getInformationRange())
+    {
+        bool known = false;
+        for (cDriftParameter* p : GetParameters())
+            known = known || p->getEepromName() == item.key;
+        if (!known)
+            strangers += item.key + "\n";
+    }
+    if (!strangers.empty())
+        displayScrollMessage("Merging tool - EEPROM file (.aef) loading warning",
+                             "The following parameters found in the .aef file do not exist in the project. "
+                             "They were ignored :\n\n" +
+                                 strangers,
+                             0);
+    return true;
+}
+
+std::string cCalibration::checkFormat(std::string value, sMergedItem* item)
+{
+    if (item == nullptr || item->parameter == nullptr)
+        return std::string();
+    return rawText(item->parameter->checkFormat(convertStringToDouble(value)));
+}
+
+bool cCalibration::injectMergeResultInCurrentProject(bool askConfirmation)
+{
+    if (askConfirmation &&
+        doYesNoQuestion("Are you sure you want to inject the merge result in the project?", kIdNo) != kIdYes)
+        return false;
+    // Every result is read before the first is applied: a bad text leaves the project as it was.
+    std::vector<mpf_class> results;
+    for (unsigned int i = 0; sMergedItem* record = getMergedItem(i); ++i)
+    {
+        try
+        {
+            results.push_back(convertStringToDouble(record->resultRawValue));
+        }
+        catch (cKynException const&)
+        {
+            throw cGenericException(kSource, "cCalibration::injectMergeResultInCurrentProject", __LINE__,
+                                    "Invalid result raw value of " + record->name + ": \"" +
+                                        record->resultRawValue + "\"");
+        }
+    }
+    for (unsigned int i = 0; sMergedItem* record = getMergedItem(i); ++i)
+    {
+        cDriftParameter* const p = record->parameter;
+        auto* const configuration = dynamic_cast<cConfigurationParameter*>(p);
+        bool const locked = configuration != nullptr && configuration->isLockedOnNoDeploymentValue();
+        if (!record->lockedInResult)
+        {
+            if (locked)
+                configuration->lockOnNoDeploymentValue(false, /*update=*/false);
+            // No dependency runs yet: the parameters it reads may not hold their results.
+            p->setRawValue(results[i], /*update=*/false, /*applyLimits=*/false);
+        }
+        else if (configuration != nullptr && !locked)
+            configuration->lockOnNoDeploymentValue(true, /*update=*/false);
+    }
+    // Every parameter set again, now with its dependencies, once all hold their final values.
+    for (cDriftParameter* p : GetParameters())
+        p->setRawValue(rawValueOf(p), /*update=*/true, /*applyLimits=*/false);
+    bool changed = false;
+    for (unsigned int i = 0; sMergedItem* record = getMergedItem(i); ++i)
+    {
+        record->parameter->getRawValue(record->projectRawValue, /*isHex=*/false, /*noDecimals=*/true);
+        changed = changed || record->projectRawValue != record->resultRawValue;
+    }
+    if (changed)
+        doWarningMessage("The dependencies between parameters have changed some values.\nThe differences are "
+                         "visible in the merging tool window.");
+    sendToHost(kMergeInjectedMessage);
+    sendToHost(kCalibrationReloadedMessage);
+    return true;
+}
+
+void cCalibration::addInformationItem(cStorage<InformationItem*>& items, std::string label, std::string value)
+{
+    auto item = std::make_unique<InformationItem>(InformationItem{std::move(label), std::move(value)});
+    items.add(item.get());
+    item.release();
 }
 
 void cCalibration::generateInformation(std::vector<std::string>&) {}

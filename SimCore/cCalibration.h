@@ -15,6 +15,7 @@
 #include <vector>
 
 class cBatchCalibrationConfig;
+struct stParamCombinations;
 class cCfgInputFile;
 class cConfigurationGroup;
 struct sMergedItem;
@@ -24,6 +25,12 @@ struct InformationItem
 {
     std::string label;
     std::string value;
+};
+
+// Lists of information items keep the traditional spelling in their failure texts.
+template <> struct cStorageTypeName<InformationItem>
+{
+    static std::string get() { return "struct InformationItem"; }
 };
 
 class cCalibration : public cDriftParameterMgr, public cFileConfigured
@@ -58,11 +65,24 @@ public:
     // Loads an .aef file: every parameter with an EEPROM name reads its cell; a cell that cannot be
     // read is reported and leaves its parameter unlocked with its old value.
     virtual void openAefFile(std::string const& path);
-    // The working copy and history of an edit session; they come with the undo and merge work and
-    // refuse with cForbiddenAction until then.
+    // Run after each edit: writes the working copy of the values into directory (which ends in '/'),
+    // "DefaultCalTmpFile.caltemp" or, with a value file in use, its base name + ".caltemp", with
+    // algoTab and item ("Default" when empty) as its root keys; then keeps the numbered history
+    // "CalibrationTemporaryUndoRedoFile<N>.cal" from which the host undoes and redoes. currentStep
+    // (the number the next history step takes) and redoCount (the steps ahead of it still on disk)
+    // belong to the host and start at 0; they count in a byte, so 255 is followed by 0. The gesture
+    // flag (BaseKit/GestureFlag.h) says whether the edit ends a gesture; it is cleared once a step is
+    // written. A file that cannot be written is reported through doErrorMessage and ends the
+    // operation without an exception; the calibration and its value file are not touched. The first
+    // argument is not used.
     virtual void saveTmpFile(std::string comment, std::string const& directory, std::string fileComment,
                              unsigned char& currentStep, unsigned char& redoCount, std::string algoTab,
                              std::string item);
+    // Loads a working copy or history step: its root keys go to algoTab and item (left as they are
+    // when absent), its "Parameters List" (mandatory) is applied under the load rules, with the
+    // reports only when undoStep and redoStep are both 0, and its "User Parameters List" updates the
+    // user parameters. The file does not become the value file in use. A file that cannot be read,
+    // parsed or applied throws, with every parameter as it was before.
     virtual void openTmpFile(std::string const& path, std::string& algoTab, std::string& item,
                              unsigned char undoStep, unsigned char redoStep);
     // The host's information panels; nothing here.
@@ -83,10 +103,21 @@ public:
     // Creates the user parameters of a "User Parameters List"; null reads nothing.
     virtual void loadUserCalibrationDescription(cConfigurationGroup* group);
 
-    // Merge operations of the configured-object side: they come with the merge work.
-    bool openFileForMerge(std::string fileName) override;
-    bool injectMergeResultInCurrentProject(bool keepOld) override;
-    std::string checkFormat(std::string fileName, sMergedItem* item) override;
+    // The merging tool. openFileForMerge makes one record per calibration parameter (getMergedItem),
+    // with the project's values as text, then reads the .cal or .aef at path (extension in any case)
+    // into the records' file side; the calibration itself is not touched. Another extension is
+    // refused with "Wrong extension, file not loaded." and false, the old records kept; a file that
+    // cannot be read throws, with the new records holding no file data.
+    bool openFileForMerge(std::string path) override;
+    // Applies each record's result (raw value, lock) to its parameter, then runs the dependencies
+    // once all hold their final values, and warns when these changed a result. With askConfirmation,
+    // anything but a yes to the question leaves everything as it was (false). Tells the host (2190,
+    // then 2532).
+    bool injectMergeResultInCurrentProject(bool askConfirmation) override;
+    // A typed raw value made legal for the record's parameter, as text; "" without a parameter.
+    std::string checkFormat(std::string value, sMergedItem* item) override;
+    // Appends a new item (label, value) to items, which then owns it.
+    static void addInformationItem(cStorage<InformationItem*>& items, std::string label, std::string value);
 
     // Clears the file's tree and writes "Name" (name), "Algo Tab Selected" (tab), "Item Selected"
     // (item), then the parameters and the user parameters with name, values and lock state.
@@ -109,6 +140,30 @@ public:
     int32_t getUserCalibrationMinimumUserRights() const { return m_userCalibrationMinimumUserRights; }
     bool getExistBatchConfigParams() const { return m_existBatchConfigParams; }
 
+    // ---- Batch mode: a study run once per combination of chosen calibration values ----
+    // The parameters that may vary in a batch, as a new group "Parameters List" that the caller owns:
+    // one "Parameter" (name, unit, bounds, raw value, lock) per parameter without an EEPROM name
+    // that has both "Batch Configuration" and "Batch Combine". Starts a new batch configuration.
+    cConfigurationGroup* fillListOfBatchConfigParams();
+    // Hands each group with its record (combinations[i] for groups[i]) to the batch configuration
+    // and numbers the runs; returns their number, 1 with no group. The caller keeps its groups. A
+    // group refused by the configuration (see cBatchCalibrationConfig) clears the combination
+    // information and its failure goes on.
+    unsigned int buildCombinationsForBatchMode(cStorage<cConfigurationGroup*> groups,
+                                               stParamCombinations* const combinations);
+    void clearCombinationInformation();
+    // For each batch parameter in order: its initials, its value in that run, "_". "" with none.
+    std::string getBatchParamsCombinationName(unsigned int combination);
+    // Clears group and writes the values of that run into a subgroup "Parameters List": every
+    // parameter without an EEPROM name that has "Batch Configuration", with its batch value when it
+    // varies, else with its present raw value and lock.
+    void buildFileForBatchMode(cConfigurationGroup* group, unsigned int combination);
+    // Loads the "Parameters List" of a run over the present calibration, under the lock rules with
+    // their warnings; the parameters it does not name keep value and lock. A null group throws
+    // cBatchModeLoadingFailedException.
+    void loadFileForBatchMode(cConfigurationGroup* group);
+    cBatchCalibrationConfig* getBatchConfiguration() const { return m_batchConfiguration; }
+
     // The file dialogs: 1 .cal, 2 .aef, 3 .caltemp, anything else .cal and .aef together.
     static std::string getFileFilter(unsigned char kind);
     static std::string getDefaultExtension(unsigned char kind);
@@ -118,6 +173,10 @@ protected:
     void setConfiguration(std::string const& path) override;
 
 private:
+    // The two file sides of openFileForMerge; the records exist already.
+    bool openCalFileForMerge(std::string const& path);
+    bool openAefFileForMerge(std::string const& path);
+
     // The rule of brothers: for each key (a path, or an EEPROM name; keyOf gives a parameter's),
     // locks the parameters of that key unless one of its lockable members vetoes it. Returns the
     // lines of the parameters locked, and adds their number to count.

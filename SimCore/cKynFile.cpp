@@ -406,14 +406,14 @@ void cKynFile::buildFile(cConfigurationGroup* group) const
     if (group->getName() == "Time Event Settings List")
         buildTtfSettings(group);
     else if (group->getName() == "Channel Defects List")
-        buildChannelDefects(group);
+        buildChannelDefects(group, false);
     else
     {
         auto ttf = std::make_unique<cConfigurationGroup>("Time Event Settings List");
         buildTtfSettings(ttf.get());
         group->addConfigurationGroup(ttf.release());
         auto defects = std::make_unique<cConfigurationGroup>("Channel Defects List");
-        buildChannelDefects(defects.get());
+        buildChannelDefects(defects.get(), false);
         group->addConfigurationGroup(defects.release());
     }
 }
@@ -442,18 +442,28 @@ void cKynFile::buildTtfSettings(cConfigurationGroup* group) const
     }
 }
 
-void cKynFile::buildChannelDefects(cConfigurationGroup* group) const
+void cKynFile::buildFileForBatchMode(cConfigurationGroup* group) const
+{
+    buildChannelDefects(group, true);
+}
+
+void cKynFile::buildChannelDefects(cConfigurationGroup* group, bool usedOnly) const
 {
     for (auto const& [channel, configuration] : m_channelDefects)
     {
         cStorage<CSensorDefect*> const& defects = configuration->getDefects();
-        if (defects.empty())
+        bool anyUsed = false;
+        for (unsigned int i = 0; i < defects.size(); ++i)
+            anyUsed = anyUsed || defects[i]->isUsedDefect();
+        if (defects.empty() || (usedOnly && !anyUsed))
             continue;
         auto channelGroup = std::make_unique<cConfigurationGroup>("Channel Defects");
         channelGroup->addInformation("Channel Name", channel);
         for (unsigned int i = 0; i < defects.size(); ++i)
         {
             CSensorDefect const* const defect = defects[i];
+            if (usedOnly && !defect->isUsedDefect())
+                continue;
             auto settings = std::make_unique<cConfigurationGroup>("Defects Settings");
             settings->addInformation("Defect Name", defect->getDefectName());
             settings->addInformation("Defect Type", defect->getDefectTypeAsString());

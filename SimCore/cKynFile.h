@@ -159,6 +159,9 @@ public:
     // Settings List" gets one "Time Event Settings" per expectation, "Channel Defects List" one
     // "Channel Defects" per channel with a defect. A group of any other name gets both lists added.
     void buildFile(cConfigurationGroup* group) const;
+    // Writes into a "Channel Defects List" group what a batch run needs: one "Channel Defects" per
+    // channel with a defect in use, holding only the defects in use.
+    void buildFileForBatchMode(cConfigurationGroup* group) const;
 
     tChannelDefects const& getMapOfFileChannelDefects() const { return m_channelDefects; }
     // The channel configuration of the last isDefect call (null before one, or for an unknown channel).
@@ -199,7 +202,9 @@ private:
     void clearTtfSettings();
     void clearChannelDefects();
     void buildTtfSettings(cConfigurationGroup* group) const;
-    void buildChannelDefects(cConfigurationGroup* group) const;
+    // One "Channel Defects" group per channel with a defect; usedOnly keeps the channels with a
+    // defect in use, and in them only those defects.
+    void buildChannelDefects(cConfigurationGroup* group, bool usedOnly) const;
     // The recording as a crash acquisition (header, defects), or null for a recording made in memory.
     cAcquisitionInputFile* acquisition() const;
     std::string headerText(ECrashText field) const;

@@ -342,6 +342,74 @@ void cKynFileList::buildFile(cConfigurationGroup* group) const
     }
 }
 
+void cKynFileList::buildFileForBatchMode(cConfigurationGroup* group, bool withDefects) const
+{
+    group->clear();
+    unsigned int cursor = 0;
+    for (cKynFile const* file = firstUsedFile(cursor); file != nullptr; file = nextUsedFile(cursor))
+    {
+        if (!withDefects)
+        {
+            group->addInformation("Name", file->getFileName());
+            continue;
+        }
+        auto fileGroup = std::make_unique<cConfigurationGroup>("File");
+        fileGroup->addInformation("Name", file->getFileName());
+        auto defects = std::make_unique<cConfigurationGroup>("Channel Defects List");
+        file->buildFileForBatchMode(defects.get());
+        fileGroup->addConfigurationGroup(defects.release());
+        group->addConfigurationGroup(fileGroup.release());
+    }
+    if (getUsedFileNumber() == 0)
+        throw cBatchModeCreationFailedException(kSource, "cKynFileList::buildFileForBatchMode", __LINE__,
+                                                "File list selection empty");
+}
+
+void cKynFileList::loadFileForBatchMode(cConfigurationGroup* group)
+{
+    char const* const function = "cKynFileList::loadFileForBatchMode";
+    if (group == nullptr)
+        return;
+    clearUsedFiles();
+    // A file once used is loaded, so a name given twice finds nothing the second time.
+    auto const use = [&](std::string const& name)
+    {
+        for (unsigned int i = 0; i < m_files.size(); ++i)
+        {
+            if (m_files[i]->getFileName() != name || m_files[i]->isLoaded())
+                continue;
+            m_files[i]->useFile(true, nullptr);
+            return m_files[i];
+        }
+        throw cBatchModeLoadingFailedException(kSource, function, __LINE__,
+                                               "Crash file not found in file list:" + name);
+    };
+    bool defectsMissing = false;
+    if (group->GetChildCount() != 0)
+    {
+        for (cConfigurationGroup* const fileGroup : group->GetConfigurationGroups())
+            for (sInformationItem const& item : fileGroup->getInformationRange())
+            {
+                if (item.key != "Name")
+                    continue;
+                cKynFile* const file = use(item.value);
+                if (!file->loadMapOfFileChannelDefects(
+                        fileGroup->findConfigurationGroup("Channel Defects List", true)))
+                    defectsMissing = true;
+            }
+    }
+    else
+    {
+        for (sInformationItem const& item : group->getInformationRange())
+            if (item.key == "Name")
+                use(item.value);
+    }
+    if (defectsMissing)
+        doWarningMessage("Some channel defect characteristics are missing ");
+    if (getUsedFileNumber() == 0)
+        throw cBatchModeLoadingFailedException(kSource, function, __LINE__, "File list selection empty");
+}
+
 void cKynFileList::reset()
 {
     removeAllFiles();

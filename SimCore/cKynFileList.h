@@ -46,6 +46,17 @@ public:
 
     // Clears group and writes one "File" group per file, in list order.
     void buildFile(cConfigurationGroup* group) const;
+    // The selection of a batch run: group is cleared, then each used file, in order, writes its
+    // path as an item "Name" of group, or, withDefects, a group "File" with "Name" and a "Channel
+    // Defects List" of the defects in use. No used file throws cBatchModeCreationFailedException
+    // "File list selection empty".
+    void buildFileForBatchMode(cConfigurationGroup* group, bool withDefects) const;
+    // Takes every file out of use, then uses the files that group names, in either form of
+    // buildFileForBatchMode (the "File" groups take their defects back). A name that matches no
+    // file not yet used again (a name given twice) throws cBatchModeLoadingFailedException "Crash
+    // file not found in file list:" and the name; so does a group that selects nothing, with "File
+    // list selection empty". The files used before the failure stay used. A null group does nothing.
+    void loadFileForBatchMode(cConfigurationGroup* group);
     // Deletes the files and forgets the list file.
     void reset();
 

@@ -1,12 +1,14 @@
 // The fixtures of the SimCore suites. cSimCoreFixture starts and ends every test with all the
-// myActive... globals null and the thread mode at its start value, and publishes a configured
-// symbol manager, since every parameter registers itself while it is read. cResultsFixture adds
-// what results and stages run in: an active computation manager that handles no message, and a
-// multi-preprocessing manager with one item whose crash file list is the active one. Graphs must
-// outlive the parameters whose objects they hold, so tests declare their graphs before the stage.
-// A global added to the library is added to resetActiveGlobals() in the same change.
+// myActive... globals null, the thread mode at its start value and the host's mouse gesture flag
+// down, and publishes a configured symbol manager, since every parameter registers itself while it
+// is read. cResultsFixture adds what results and stages run in: an active computation manager that
+// handles no message, and a multi-preprocessing manager with one item whose crash file list is the
+// active one. Graphs must outlive the parameters whose objects they hold, so tests declare their
+// graphs before the stage. A global added to the library is added to resetActiveGlobals() in the
+// same change.
 #pragma once
 
+#include "BaseKit/GestureFlag.h"
 #include "SimCore/cAlgorithm.h"
 #include "SimCore/cCalibration.h"
 #include "SimCore/cChannel.h"
@@ -40,6 +42,7 @@ inline void resetActiveGlobals()
     myActivePreprocessing = nullptr;
     myActiveUnit = nullptr;
     cKynThread::setSimulationMode(true);
+    setLButtonUp(false);
 }
 
 class cSimCoreFixture : public cKitFixture
