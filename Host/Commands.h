@@ -23,3 +23,5 @@ void addInfoCommand(CLI::App& app, int& status, cStudy::tAlgorithmFactory algori
 // What info prints, on `out`; the exit status (2 for a project that cannot be opened, told on `err`).
 int describeProject(std::string const& project, cStudy::tAlgorithmFactory algorithm,
                     cStudy::tCalibrationFactory calibration, std::ostream& out, std::ostream& err);
+// simcore merge OUT DIR...: the shards of one study joined into the output of the whole study.
+void addMergeCommand(CLI::App& app, int& status);

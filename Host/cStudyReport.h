@@ -7,6 +7,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <iosfwd>
 #include <string>
 #include <vector>
 
@@ -89,11 +90,40 @@ class cStudyReport
 {
 public:
     // The verdict of a row: no-fire rows (optimum NF) are unwanted when an iteration fired; must-fire
-    // rows (numeric optimum) are missed, late, early or ok, the first that applies; others undefined.
+    // rows (numeric optimum) are missed, late, early or ok, the first that applies; others undefined, as
+    // are rows without a file link or without a single iteration.
+    // Times are compared as ttf.csv writes them, at the row's precision, so that a verdict always agrees
+    // with the numbers beside it.
     static EVerdict verdictOf(sTtfRow const& row);
     static char const* verdictText(EVerdict verdict);
     // Whether the verdict fails a study (the exit status 1).
     static bool fails(EVerdict verdict);
+
+    // The exit status of the command that produced the report: 130 when it was cancelled; 0 for a
+    // completed shard whatever its verdicts, since only the merge sees the whole study; otherwise 1
+    // when a row fails and 0 when none does (undefined rows do not count).
+    int exitStatus() const;
+
+    // The three files as text. ttf.csv and per-iteration.csv are RFC 4180 (CRLF, quotes where a field
+    // needs them), with '.' as the decimal point whatever the locale; a cancelled run's ttf.csv starts
+    // with a comment line saying so.
+    void writeTtfCsv(std::ostream& out) const;
+    void writePerIterationCsv(std::ostream& out) const;
+    nlohmann::json toJson() const;
+    // Reads what toJson wrote; `path` names the file in the failures (cGenericException).
+    static cStudyReport fromJson(nlohmann::json const& summary, std::string const& path);
+
+    // Writes ttf.csv and summary.json into `folder`, which it creates, and per-iteration.csv when asked.
+    void write(std::string const& folder, bool perIteration) const;
+    // Reads summary.json of a folder written by write(), and its per-iteration.csv when there is one
+    // (hasPerIteration, when given, says whether there was). Failures name the file and the line.
+    static cStudyReport read(std::string const& folder, bool* hasPerIteration = nullptr);
+    // Joins the folders of the shards of one study, given in any order, into the report of the
+    // unsharded run: rows by position, then in the order their shard wrote them. Refuses (with a
+    // cGenericException naming the folder) an unsharded or cancelled folder, shards of different
+    // projects (traceability member "project") or counts, a repeated or a missing shard.
+    // perIteration says whether every shard had a per-iteration.csv, so that the merge has the rows.
+    static cStudyReport merge(std::vector<std::string> const& folders, bool& perIteration);
 
     std::vector<sTtfRow> rows;
     std::vector<sIterationRow> iterations;
@@ -101,10 +131,13 @@ public:
     std::vector<std::string> driftNames;
     std::vector<std::string> eventNames;
     std::vector<sJump> jumps;
-    // The traceability record and the run's counts, written as they are into summary.json.
+    // The traceability record and the run's counts, written as they are into summary.json. Its member
+    // "project" identifies the study when shards are merged.
     nlohmann::json traceability = nlohmann::json::object();
     bool cancelled = false;
     unsigned int filesCompleted = 0;
+    // The files the run had to do (a shard's share of them); 0 when not known.
+    unsigned int filesTotal = 0;
     // 0 / 0 for an unsharded run.
     unsigned int shard = 0;
     unsigned int shardCount = 0;

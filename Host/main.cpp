@@ -16,6 +16,7 @@ int main(int argc, char** argv)
     int status = 0;
     addPulseCommand(app, status);
     addConvertCommand(app, status);
+    addMergeCommand(app, status);
     try
     {
         app.parse(argc, argv);
