@@ -20,6 +20,20 @@ void addConvertCommand(CLI::App& app, int& status);
 // passes its own, tests theirs.
 void addInfoCommand(CLI::App& app, int& status, cStudy::tAlgorithmFactory algorithm,
                     cStudy::tCalibrationFactory calibration);
+// The options of simcore run.
+struct sRunOptions
+{
+    sStudyOptions study;
+    std::string out = "simcore-out";
+    bool quiet = false;
+    // "K/N", or empty for the whole study.
+    std::string shard;
+};
+void addRunCommand(CLI::App& app, int& status, cStudy::tAlgorithmFactory algorithm,
+                   cStudy::tCalibrationFactory calibration);
+// The run itself; messages and progress on `err`. Its exit status.
+int runStudy(sRunOptions const& run, cStudy::tAlgorithmFactory algorithm,
+             cStudy::tCalibrationFactory calibration, std::ostream& err);
 // What info prints, on `out`; the exit status (2 for a project that cannot be opened, told on `err`).
 int describeProject(std::string const& project, cStudy::tAlgorithmFactory algorithm,
                     cStudy::tCalibrationFactory calibration, std::ostream& out, std::ostream& err);
