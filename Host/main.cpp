@@ -3,6 +3,8 @@
 // describes a project (info).
 #include "Host/Commands.h"
 #include "Host/Version.h"
+#include "Host/cFrontalAlgorithm.h"
+#include "Host/cReferenceCalibration.h"
 
 #include <CLI/CLI.hpp>
 
@@ -17,6 +19,13 @@ int main(int argc, char** argv)
     addPulseCommand(app, status);
     addConvertCommand(app, status);
     addMergeCommand(app, status);
+    // The reference host runs its own frontal algorithm and calibration.
+    cStudy::tAlgorithmFactory const algorithm = [](std::string const& file)
+    { return new cFrontalAlgorithm(file); };
+    cStudy::tCalibrationFactory const calibration = [](std::string const& file)
+    { return new cReferenceCalibration(file); };
+    addRunCommand(app, status, algorithm, calibration);
+    addInfoCommand(app, status, algorithm, calibration);
     try
     {
         app.parse(argc, argv);

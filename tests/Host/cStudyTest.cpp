@@ -10,9 +10,12 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <sstream>
 #include <string>
+#include <thread>
 
 namespace
 {
@@ -156,4 +159,72 @@ TEST_F(cStudyTest, InfoDescribesTheProjectWithoutRunningIt)
               out.str());
     EXPECT_EQ(2, describeProject(tempPath("none.prt"), algorithm(), calibration(), out, err));
     EXPECT_EQ("simcore info: Project file not found: " + tempPath("none.prt") + "\n", err.str());
+}
+
+namespace
+{
+// The threshold algorithm, interrupted by the user (SIGINT) during the first file's first iteration.
+class cInterruptedAlgorithm : public cThresholdAlgorithm
+{
+public:
+    using cThresholdAlgorithm::cThresholdAlgorithm;
+
+protected:
+    void initialiseForFirstIteration() override
+    {
+        cThresholdAlgorithm::initialiseForFirstIteration();
+        if (iterations.size() == 1)
+        {
+            std::raise(SIGINT);
+            // The command's watcher passes the request on within its polling period.
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        }
+    }
+};
+} // namespace
+
+// The exit statuses of simcore run: 0 when every row is ok, 1 when one fails (the expected minimum
+// moved above the first fire), 2 for bad input (a .cal with a bad line names the file and the line),
+// 130 when interrupted, with the completed files only and the comment line.
+TEST_F(cStudyTest, RunExitsByVerdictsBadInputAndInterruption)
+{
+    std::ostringstream err;
+    sRunOptions run;
+    run.study.project = tempPath("study.prt");
+    run.out = tempPath("out");
+    run.quiet = true;
+    EXPECT_EQ(0, runStudy(run, algorithm(), calibration(), err)) << err.str();
+    std::string const csv = readText(tempPath("out/ttf.csv"));
+    EXPECT_EQ(
+        "item,file,event,expected_min_ms,expected_opt_ms,expected_max_ms,ttf_nominal_ms,ttf_min_ms,"
+        "ttf_max_ms,iterations,no_fire,verdict\r\nDefault,crash.csh,Fire,0.2,0.3,-1,0.3,0.2,0.3,3,0,ok\r\n",
+        csv.substr(0, csv.find("\r\n", csv.find("\r\n") + 2) + 2));
+
+    std::string list = readText(tempPath("crashes.fls"));
+    for (std::size_t at = list.find("Minimum Value = 0.2"); at != std::string::npos;
+         at = list.find("Minimum Value = 0.2", at))
+        list.replace(at, 19, "Minimum Value = 0.3");
+    writeText(tempPath("crashes.fls"), list);
+    EXPECT_EQ(1, runStudy(run, algorithm(), calibration(), err)) << "the drift at 5 fires early";
+    run.shard = "2/3";
+    EXPECT_EQ(0, runStudy(run, algorithm(), calibration(), err))
+        << "a shard leaves the verdicts to the merge";
+    run.shard = "4/3";
+    EXPECT_EQ(2, runStudy(run, algorithm(), calibration(), err));
+    run.shard.clear();
+
+    writeText(tempPath("bad.cal"),
+              "@File Type = Calibration\nParameters List {\nParameter {\nName = Threshold\n"
+              "Raw Value = ten\n}\n}\n");
+    run.study.calibrationValues = tempPath("bad.cal");
+    err.str("");
+    EXPECT_EQ(2, runStudy(run, algorithm(), calibration(), err));
+    EXPECT_NE(std::string::npos, err.str().find(tempPath("bad.cal"))) << err.str();
+    EXPECT_NE(std::string::npos, err.str().find("line 5")) << err.str();
+    run.study.calibrationValues.clear();
+
+    auto const interrupted = [](std::string const& file) { return new cInterruptedAlgorithm(file); };
+    EXPECT_EQ(130, runStudy(run, interrupted, calibration(), err));
+    EXPECT_EQ("# cancelled: 0 of 3 files completed\r\nitem,file,",
+              readText(tempPath("out/ttf.csv")).substr(0, 47));
 }
