@@ -136,7 +136,7 @@ int runStudy(sRunOptions const& run, cStudy::tAlgorithmFactory algorithm,
         if (report.cancelled && !run.quiet)
             err << "simcore run: interrupted; " << report.filesCompleted << " of " << report.filesTotal
                 << " files completed.\n";
-        return report.cancelled ? 130 : report.exitStatus();
+        return report.exitStatus();
     }
     catch (cKynException const& e)
     {

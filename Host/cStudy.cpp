@@ -373,9 +373,7 @@ nlohmann::json cStudy::traceability(double durationSeconds) const
     std::strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%SZ", std::gmtime(&now));
     std::string const configuration = hostKey("Computation Configuration", false);
     nlohmann::json record = {
-        {"project", fileRecord(std::filesystem::absolute(
-                                   m_directory + std::filesystem::path(m_options.project).filename().string())
-                                   .string())},
+        {"project", fileRecord(m_directory + std::filesystem::path(m_options.project).filename().string())},
         {"calibration_description", fileRecord(m_directory + hostKey("Calibration Description", true))},
         {"calibration_values", fileRecord(m_calibrationValuesPath)},
         {"file_list", fileRecord(m_directory + hostKey("File List", true))},
