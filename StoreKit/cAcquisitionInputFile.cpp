@@ -69,7 +69,7 @@ char const* cAcquisitionInputFile::numberKey(ECrashNumber field)
 mpf_class cAcquisitionInputFile::getNumber(ECrashNumber field) const
 {
     std::string const& text = m_numbers[field];
-    return text.empty() ? mpf_class(0) : mpf_class(text);
+    return text.empty() ? mpf_class(0) : convertStringToDouble(text);
 }
 
 bool cAcquisitionInputFile::setNumberText(ECrashNumber field, std::string const& text)

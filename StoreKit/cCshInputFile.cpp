@@ -4,6 +4,7 @@
 #include "BaseKit/cKynException.h"
 
 #include <algorithm>
+#include <cfloat>
 #include <charconv>
 #include <cstring>
 #include <fstream>
@@ -318,7 +319,14 @@ void cCshInputFile::readDirectory()
         sChannelEntry& entry = entries[index];
         unsigned int count = 0;
         parseCount(entry.samples, count);
-        addChannelInput(new cChannelInput(entry.name, entry.unit, mpf_class(entry.rate), count, this, index));
+        // The end time in milliseconds is kept as a float, so a tiny rate over many samples is refused.
+        double rate = 0.0;
+        strtodStrict(entry.rate, rate);
+        if (count > 1 && double(count - 1) * 1000.0 / rate > double(FLT_MAX))
+            failAtLine(entry.line, "channel " + entry.name + ": sampling rate " + entry.rate +
+                                       " Hz is out of range for " + entry.samples + " samples");
+        addChannelInput(
+            new cChannelInput(entry.name, entry.unit, convertStringToDouble(entry.rate), count, this, index));
         setDeclaredDefects(index, std::move(entry.defects));
     }
 }

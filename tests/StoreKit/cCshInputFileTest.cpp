@@ -176,6 +176,8 @@ TEST_F(cCshInputFileTest, MalformedTextNamesTheFileAndTheLine)
         {"CSH 1\nChannel = A\nSamples = 1\nData = A\n1\n", at + "2: channel A has no \"Sampling Rate\""},
         {"CSH 1\n" + channel + "Sampling Rate = -5\n",
          at + "5: the sampling rate \"-5\" is no number above 0"},
+        {"CSH 1\nChannel = A\nSampling Rate = 1e-300\nSamples = 3\nData = A\n1\n2\n3\n",
+         at + "2: channel A: sampling rate 1e-300 Hz is out of range for 3 samples"},
         {"CSH 1\n" + channel + "Defect From = 1\n", at + "5: Defect From before any \"Defect\" of channel A"},
         {"CSH 1\n" + channel, at + "4: the recording ends before the samples (no \"Data = A\")"},
         {"CSH 1\n" + channel + "Data = A\n1\nx2\n", at + "7: sample \"x2\" of channel A is no number"},
@@ -185,4 +187,17 @@ TEST_F(cCshInputFileTest, MalformedTextNamesTheFileAndTheLine)
     };
     for (auto const& [text, message] : cases)
         EXPECT_EQ(message, failureOf(path, text)) << text;
+}
+
+// A number may carry a "+" sign, which the multi-precision parser itself refuses.
+TEST_F(cCshInputFileTest, SignedNumbersRead)
+{
+    std::string const path = tempPath("signed.csh");
+    writeText(
+        path,
+        "CSH 1\nVehicle Speed = +56\nChannel = A\nSampling Rate = +1e4\nSamples = 2\nData = A\n+1\n-2\n");
+    auto const file = openCsh(path);
+    EXPECT_EQ(mpf_class(56), file->getNumber(eCrashVehicleSpeed));
+    EXPECT_EQ(mpf_class(10000), file->findChannelInput("A")->getSamplingRate());
+    EXPECT_EQ((std::vector<float>{1.0f, -2.0f}), samplesOf(*file, "A"));
 }
