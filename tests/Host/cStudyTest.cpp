@@ -184,7 +184,8 @@ protected:
 } // namespace
 
 // The exit statuses of simcore run: 0 when every row is ok, 1 when one fails (the expected minimum
-// moved above the first fire), 2 for bad input (a .cal with a bad line names the file and the line),
+// moved above the first fire), 2 for bad input (a .cal with a bad line names the file and the line; a
+// missing project),
 // 130 when interrupted, with the completed files only and the comment line.
 TEST_F(cStudyTest, RunExitsByVerdictsBadInputAndInterruption)
 {
@@ -222,6 +223,11 @@ TEST_F(cStudyTest, RunExitsByVerdictsBadInputAndInterruption)
     EXPECT_NE(std::string::npos, err.str().find(tempPath("bad.cal"))) << err.str();
     EXPECT_NE(std::string::npos, err.str().find("line 5")) << err.str();
     run.study.calibrationValues.clear();
+    run.study.project = tempPath("none.prt");
+    err.str("");
+    EXPECT_EQ(2, runStudy(run, algorithm(), calibration(), err));
+    EXPECT_EQ("simcore run: Project file not found: " + tempPath("none.prt") + "\n", err.str());
+    run.study.project = tempPath("study.prt");
 
     auto const interrupted = [](std::string const& file) { return new cInterruptedAlgorithm(file); };
     EXPECT_EQ(130, runStudy(run, interrupted, calibration(), err));
