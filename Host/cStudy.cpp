@@ -22,6 +22,7 @@
 
 #include <openssl/evp.h>
 
+#include <charconv>
 #include <chrono>
 #include <ctime>
 #include <filesystem>
@@ -85,9 +86,17 @@ sExpectedTime expectedTime(structTTF const* settings, ETtfKind kind)
     return expected;
 }
 
+// The value for the report, to 15 significant digits: a drift point converted from its raw value
+// carries the rounding of the conversion (104 counts of 0.01 km/h come out as 1.0399999999999998),
+// which a reader should not see; 15 digits are what a double holds exactly.
 double toDouble(mpf_class const& value)
 {
-    return value.get_d();
+    char text[32];
+    std::to_chars_result const written =
+        std::to_chars(text, text + sizeof text, value.get_d(), std::chars_format::general, 15);
+    double rounded = 0.0;
+    std::from_chars(text, written.ptr, rounded);
+    return rounded;
 }
 
 // The stages whose "Tests List" may hold views, in pipeline order.
