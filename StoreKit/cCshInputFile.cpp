@@ -314,11 +314,18 @@ void cCshInputFile::readDirectory()
     if (m_dataOffset == std::string::npos && !entries.empty())
         failAtLine(lineNumber,
                    "the recording ends before the samples (no \"Data = " + entries.front().name + "\")");
+    // Every sample takes a line of at least one character: a count that the rest of the file cannot
+    // hold is refused here, before any memory is set aside for it.
+    unsigned long long declared = 0;
     for (unsigned int index = 0; index < entries.size(); ++index)
     {
         sChannelEntry& entry = entries[index];
         unsigned int count = 0;
         parseCount(entry.samples, count);
+        declared += count;
+        if (declared > (view.size() - m_dataOffset) / 2 + 1)
+            failAtLine(entry.line, "channel " + entry.name + " declares " + entry.samples +
+                                       " samples, more than the rest of the recording holds");
         // The end time in milliseconds is kept as a float, so a tiny rate over many samples is refused.
         double rate = 0.0;
         strtodStrict(entry.rate, rate);

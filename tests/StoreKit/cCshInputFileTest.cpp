@@ -178,6 +178,8 @@ TEST_F(cCshInputFileTest, MalformedTextNamesTheFileAndTheLine)
          at + "5: the sampling rate \"-5\" is no number above 0"},
         {"CSH 1\nChannel = A\nSampling Rate = 1e-300\nSamples = 3\nData = A\n1\n2\n3\n",
          at + "2: channel A: sampling rate 1e-300 Hz is out of range for 3 samples"},
+        {"CSH 1\nChannel = A\nSampling Rate = 1000\nSamples = 888888883\nData = A\n1\n2\n",
+         at + "2: channel A declares 888888883 samples, more than the rest of the recording holds"},
         {"CSH 1\n" + channel + "Defect From = 1\n", at + "5: Defect From before any \"Defect\" of channel A"},
         {"CSH 1\n" + channel, at + "4: the recording ends before the samples (no \"Data = A\")"},
         {"CSH 1\n" + channel + "Data = A\n1\nx2\n", at + "7: sample \"x2\" of channel A is no number"},
