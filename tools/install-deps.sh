@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(cmake make g++ git clang-format libgmp-dev libgtest-dev libgmock-dev libbenchmark-dev zlib1g-dev clang libclang-rt-dev
-          libcli11-dev nlohmann-json3-dev libssl-dev)
+          libcli11-dev nlohmann-json3-dev libssl-dev libxml2-dev)
 missing=()
 for p in "${packages[@]}"; do
     if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed'; then
