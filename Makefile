@@ -8,7 +8,7 @@ FUZZ_DIR     ?= build-fuzz
 FUZZ_SECONDS ?= 60
 JOBS         ?= $(shell nproc 2>/dev/null || echo 2)
 
-.PHONY: all deps test sanitize tsan consumer fuzz format-check demo bench clean
+.PHONY: all deps test sanitize tsan consumer fuzz format-check demo report-check bench clean
 
 all: test
 
@@ -67,6 +67,22 @@ demo: deps
 	echo "simcore exit status $$status ($$( [ $$status -eq 0 ] && echo 'every verdict ok or undefined' || \
 		echo 'some crash early, late, missed or fired unwanted')); report: $(BUILD_DIR)/demo/summary.json"; \
 	echo "What the table says: examples/frontal/README.md"
+
+# The study report of the sample study opened in headless Chromium (installed from Debian when
+# missing, as root), which saves a screenshot of the page's top as build/report-check.png. It shows
+# that a browser renders the page; it is not part of CI.
+report-check: deps
+	cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo
+	cmake --build $(BUILD_DIR) -j $(JOBS) --target simcore
+	@status=0; $(BUILD_DIR)/simcore run examples/frontal/frontal.prt --out $(BUILD_DIR)/report-check --report \
+		--quiet || status=$$?; if [ $$status -gt 1 ]; then exit $$status; fi
+	@command -v chromium >/dev/null || { [ "$$(id -u)" -eq 0 ] && \
+		DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends chromium; } || \
+		{ echo "report-check needs chromium: apt-get install chromium (as root)"; exit 1; }
+	chromium --headless --no-sandbox --disable-gpu --hide-scrollbars --window-size=1280,2400 \
+		--screenshot=$(abspath $(BUILD_DIR))/report-check.png \
+		file://$(abspath $(BUILD_DIR))/report-check/report.html
+	@echo "report: $(BUILD_DIR)/report-check/report.html, screenshot: $(BUILD_DIR)/report-check.png"
 
 bench: deps
 	cmake -S . -B $(BENCH_DIR) -DCMAKE_BUILD_TYPE=Release -DSIMCORE_BUILD_BENCH=ON -DSIMCORE_BUILD_TESTS=OFF

@@ -39,3 +39,7 @@ int describeProject(std::string const& project, cStudy::tAlgorithmFactory algori
                     cStudy::tCalibrationFactory calibration, std::ostream& out, std::ostream& err);
 // simcore merge OUT DIR...: the shards of one study joined into the output of the whole study.
 void addMergeCommand(CLI::App& app, int& status);
+// simcore report DIR: report.html of an output folder; the exit status (2 when the folder lacks what
+// the page is made from, told on `err`).
+void addReportCommand(CLI::App& app, int& status);
+int renderReport(std::string const& folder, std::ostream& err);

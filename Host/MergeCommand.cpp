@@ -4,11 +4,14 @@
 
 #include "BaseKit/UserMessages.h"
 #include "BaseKit/cKynException.h"
+#include "Host/cReportData.h"
+#include "Host/cReportPage.h"
 #include "Host/cStudyReport.h"
 
 #include <CLI/CLI.hpp>
 
 #include <exception>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -22,6 +25,22 @@ int mergeShards(std::string const& out, std::vector<std::string> const& folders)
         bool perIteration = false;
         cStudyReport const report = cStudyReport::merge(folders, perIteration);
         report.write(out, perIteration);
+        // The report's data joins when every shard wrote it (simcore run --report), and the page follows.
+        std::vector<std::string> without;
+        for (std::string const& folder : folders)
+            if (!std::filesystem::exists(folder + "/report-data.json"))
+                without.push_back(folder);
+        if (!without.empty() && without.size() < folders.size())
+            doWarningMessage("No study report: " + without.front() +
+                             " has no report-data.json (run every shard with --report).");
+        if (without.empty())
+        {
+            std::vector<nlohmann::json> shards;
+            for (std::string const& folder : folders)
+                shards.push_back(readReportData(folder));
+            writeReportData(out, mergeReportData(shards, folders));
+            writeReportPage(out);
+        }
         return report.exitStatus();
     }
     catch (cKynException const& error)

@@ -2,6 +2,7 @@
 // progress and the messages to stderr; SIGINT and SIGTERM ask the run to stop and still write what
 // the completed files gave.
 #include "Host/Commands.h"
+#include "Host/cReportPage.h"
 #include "Host/cTerminalWindow.h"
 
 #include "BaseKit/cKynException.h"
@@ -128,6 +129,11 @@ int runStudy(sRunOptions const& run, cStudy::tAlgorithmFactory algorithm,
         cStudyReport report = study.report(window.elapsedSeconds());
         report.filesTotal = unsigned(study.getSelectedFiles().size());
         report.write(out, options.perIteration);
+        if (options.report)
+        {
+            writeReportData(out, study.reportData(reportPlotWidth()));
+            writeReportPage(out);
+        }
         if (myActiveComputationManager->getComputationsState() == computationsFailed)
         {
             err << "simcore run: the study failed; see the messages above.\n";
@@ -163,6 +169,8 @@ void addRunCommand(CLI::App& app, int& status, cStudy::tAlgorithmFactory algorit
     command->add_flag("--quiet", run->quiet, "no progress");
     command->add_option("--shard", run->shard, "run shard K of N (K/N) of the used crash files");
     command->add_flag("--per-iteration", run->study.perIteration, "also write per-iteration.csv");
+    command->add_flag("--report", run->study.report,
+                      "also write report-data.json and the study report report.html (simcore report)");
     command->add_option("--jump-ms", run->study.jumpMs, "the smallest TTF jump the jump study reports (ms)")
         ->check(CLI::PositiveNumber);
     command->callback([&status, run, algorithm, calibration]

@@ -1,5 +1,7 @@
 #include "Host/cStudy.h"
 
+#include "Host/cReportData.h"
+
 #include "BaseKit/cKynException.h"
 #include "Host/Version.h"
 #include "Host/cTerminalWindow.h"
@@ -274,7 +276,53 @@ void cStudy::buildTests()
             test->addPointOfView(view.release());
         }
     }
+    if (m_options.report && test->getPointOfViewSize() == 0)
+        addDefaultViews(*test);
+    m_test = test.get();
     myActiveComputationManager->addTest(test.release());
+}
+
+void cStudy::addDefaultViews(cTestMgr& test)
+{
+    // Per stage with criteria, a view with a graph over time per criterion, each with the stage's
+    // time events: what an engineer looks at first when the project chose nothing.
+    for (cDriftManager* stage : stagesWithTests())
+    {
+        if (stage == nullptr || stage->cCriterionMgr::getParameterListSize() == 0)
+            continue;
+        std::string const name = stage == myActiveVehicle     ? "Vehicle"
+                                 : stage == myActiveUnit      ? "Unit"
+                                 : stage == myActiveAlgorithm ? "Algorithm"
+                                                              : static_cast<cChannel*>(stage)->getName();
+        cConfigurationGroup view("View");
+        view.addInformation("Name", name);
+        for (cCriterion const* criterion : stage->cCriterionMgr::GetParameters())
+        {
+            auto graph = std::make_unique<cConfigurationGroup>("Graph");
+            graph->addInformation("Type", "Scatter Graph");
+            graph->addInformation("Name", criterion->getName());
+            graph->addInformation("Drawing Enable", "show");
+            graph->addInformation("X Title", "t (ms)");
+            std::string const unit = criterion->getUnit();
+            graph->addInformation("Y Title", unit.empty() ? criterion->getName()
+                                                          : criterion->getName() + " (" + unit + ")");
+            auto curve = std::make_unique<cConfigurationGroup>("Criterion");
+            curve->addInformation("Name", criterion->getName());
+            curve->addInformation("Drawing Enable", "true");
+            graph->addConfigurationGroup(curve.release());
+            for (cTimeEvent const* event : stage->cTimeEventMgr::GetParameters())
+            {
+                auto mark = std::make_unique<cConfigurationGroup>("Time Event");
+                mark->addInformation("Name", event->getName());
+                mark->addInformation("Drawing Enable", "true");
+                graph->addConfigurationGroup(mark.release());
+            }
+            view.addConfigurationGroup(graph.release());
+        }
+        auto pointOfView = std::make_unique<cTestMgrPointOfView>(stage, &test);
+        pointOfView->setConfiguration(&view);
+        test.addPointOfView(pointOfView.release());
+    }
 }
 
 void cStudy::run(cTerminalWindow& window)
@@ -311,14 +359,7 @@ cStudyReport cStudy::report(double durationSeconds) const
     {
         std::string const& item = m_itemOfFile.at(file);
         // A file whose iterations did not all run (a cancelled study) gives no row.
-        bool complete = !events.empty();
-        for (cTimeEvent* event : events)
-        {
-            auto const* values =
-                static_cast<cTimeEventValuesForOneFile const*>(event->getValueListOrNull(file));
-            complete = complete && values != nullptr && values->getIterationCount() == m_iterationsPerFile;
-        }
-        if (!complete)
+        if (!isComplete(file))
             continue;
         ++report.filesCompleted;
         for (cTimeEvent* event : events)
@@ -373,6 +414,26 @@ cStudyReport cStudy::report(double durationSeconds) const
     report.cancelled = myActiveComputationManager->getComputationsState() != computationsFinished;
     report.traceability = traceability(durationSeconds);
     return report;
+}
+
+bool cStudy::isComplete(cKynFile* file) const
+{
+    bool complete = myActiveAlgorithm->cTimeEventMgr::getParameterListSize() > 0;
+    for (cTimeEvent* event : myActiveAlgorithm->cTimeEventMgr::GetParameters())
+    {
+        auto const* values = static_cast<cTimeEventValuesForOneFile const*>(event->getValueListOrNull(file));
+        complete = complete && values != nullptr && values->getIterationCount() == m_iterationsPerFile;
+    }
+    return complete;
+}
+
+nlohmann::json cStudy::reportData(int plotWidth) const
+{
+    std::vector<sReportFile> files;
+    for (auto const& [file, position] : m_files)
+        if (isComplete(file))
+            files.push_back(sReportFile{file, m_itemOfFile.at(file), position});
+    return collectReportData(*m_test, files, plotWidth);
 }
 
 nlohmann::json cStudy::traceability(double durationSeconds) const

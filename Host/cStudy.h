@@ -18,6 +18,7 @@ class cAlgorithm;
 class cCalibration;
 class cKynFile;
 class cTerminalWindow;
+class cTestMgr;
 
 struct sStudyOptions
 {
@@ -31,6 +32,8 @@ struct sStudyOptions
     bool perIteration = false;
     // The smallest jump of a time to fire, in ms, that the jump study reports.
     double jumpMs = 1.0;
+    // A study report is wanted: a project whose stages list no view gets default ones.
+    bool report = false;
 };
 
 class cStudy
@@ -56,6 +59,9 @@ public:
     // The rows of the files that ran all their iterations, the per-iteration values when asked, the
     // jumps and the traceability.
     cStudyReport report(double durationSeconds) const;
+    // What the study report draws (Host/cReportData.h) of the files that ran all their iterations,
+    // curves thinned to `plotWidth` pixel columns.
+    nlohmann::json reportData(int plotWidth) const;
 
     // The project's folder, with its trailing '/'.
     std::string const& getDirectory() const { return m_directory; }
@@ -68,6 +74,9 @@ private:
     void openCalibration();
     void selectShard();
     void buildTests();
+    void addDefaultViews(cTestMgr& test);
+    // Whether the file ran all its iterations.
+    bool isComplete(cKynFile* file) const;
     std::string hostKey(char const* key, bool mandatory) const;
     nlohmann::json traceability(double durationSeconds) const;
 
@@ -82,4 +91,6 @@ private:
     std::map<cKynFile const*, std::string> m_itemOfFile;
     unsigned long long m_iterationsPerFile = 0;
     std::string m_calibrationValuesPath;
+    // The study's one test; the computation manager owns it.
+    cTestMgr* m_test = nullptr;
 };

@@ -420,12 +420,23 @@ void cStudyReport::writeTtfCsv(std::ostream& out) const
     writeRecord(out, {"item", "file", "event", "expected_min_ms", "expected_opt_ms", "expected_max_ms",
                       "ttf_nominal_ms", "ttf_min_ms", "ttf_max_ms", "iterations", "no_fire", "verdict"});
     for (sTtfRow const& row : rows)
-        writeRecord(out, {row.item, row.file, row.event, expectedText(row.expectedMin, row.precision),
-                          expectedText(row.expectedOpt, row.precision),
-                          expectedText(row.expectedMax, row.precision), timeText(row.nominal, row.precision),
-                          timeText(row.minimum, row.precision), timeText(row.maximum, row.precision),
-                          std::to_string(row.iterations), std::to_string(row.noFire),
-                          verdictText(verdictOf(row))});
+        writeRecord(out, ttfFields(row));
+}
+
+std::vector<std::string> cStudyReport::ttfFields(sTtfRow const& row)
+{
+    return {row.item,
+            row.file,
+            row.event,
+            expectedText(row.expectedMin, row.precision),
+            expectedText(row.expectedOpt, row.precision),
+            expectedText(row.expectedMax, row.precision),
+            timeText(row.nominal, row.precision),
+            timeText(row.minimum, row.precision),
+            timeText(row.maximum, row.precision),
+            std::to_string(row.iterations),
+            std::to_string(row.noFire),
+            verdictText(verdictOf(row))};
 }
 
 void cStudyReport::writePerIterationCsv(std::ostream& out) const

@@ -108,6 +108,8 @@ public:
     // needs them), with '.' as the decimal point whatever the locale; a cancelled run's ttf.csv starts
     // with a comment line saying so.
     void writeTtfCsv(std::ostream& out) const;
+    // The fields of one row of ttf.csv, as text.
+    static std::vector<std::string> ttfFields(sTtfRow const& row);
     void writePerIterationCsv(std::ostream& out) const;
     nlohmann::json toJson() const;
     // Reads what toJson wrote; `path` names the file in the failures (cGenericException).

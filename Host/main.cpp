@@ -1,6 +1,6 @@
 // simcore: the reference host's command line. It runs a study of a project (run), joins the results of
-// shards (merge), makes synthetic crash recordings (pulse), converts recordings (convert) and
-// describes a project (info).
+// shards (merge), renders the study report (report), makes synthetic crash recordings (pulse),
+// converts recordings (convert) and describes a project (info).
 #include "Host/Commands.h"
 #include "Host/Version.h"
 #include "Host/cFrontalAlgorithm.h"
@@ -19,6 +19,7 @@ int main(int argc, char** argv)
     addPulseCommand(app, status);
     addConvertCommand(app, status);
     addMergeCommand(app, status);
+    addReportCommand(app, status);
     // The reference host runs its own frontal algorithm and calibration.
     cStudy::tAlgorithmFactory const algorithm = [](std::string const& file)
     { return new cFrontalAlgorithm(file); };

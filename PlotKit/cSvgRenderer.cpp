@@ -40,7 +40,7 @@ constexpr int kMinHeight = 160;
 // Smallest distance between ticks, and the rough width of a character of the 10-11 px font.
 constexpr int kXTickSpacing = 70;
 constexpr int kYTickSpacing = 36;
-constexpr int kCharWidth = 6;
+constexpr int kCharWidth = 7;
 constexpr int kRowNameChars = 14;
 constexpr int kLegendLabelChars = 32;
 
@@ -266,6 +266,8 @@ private:
     // Bars by name put their rows on the y axis, named after the first such series.
     cMinNomMaxByStringGraphSerie const* m_rows = nullptr;
     std::size_t m_rowCount = 0;
+    // The longest crash name of a bar chart, in bytes: the left margin widens to hold it.
+    std::size_t m_longestName = 0;
 
     std::vector<sLegendEntry> m_legend;
     std::vector<int> m_legendRowStarts;
@@ -394,6 +396,8 @@ void cPicture::gather()
             m_rows = m_rows != nullptr ? m_rows : byName;
             m_rowCount = std::max(m_rowCount, byName->getRows().size());
             for (sNamedTimesRow const& row : byName->getRows())
+                m_longestName = std::max(m_longestName, row.name.size());
+            for (sNamedTimesRow const& row : byName->getRows())
                 for (float time : row.times)
                 {
                     m_anything = true;
@@ -461,7 +465,9 @@ void cPicture::gatherHotPoints(cGraphObject const& object)
 
 void cPicture::layOut()
 {
-    m_left = kMarginLeft;
+    // Crash names take some 6 pixels a character at the labels' size, right of the y title; the plot
+    // keeps at least half the width.
+    m_left = std::clamp(28 + 6 * int(m_longestName), kMarginLeft, std::max(kMarginLeft, m_width / 2));
     m_right = m_width - kMarginRight;
     m_top = kMarginTop;
     if (m_graph.isLegendEnabled())
@@ -547,14 +553,16 @@ void cPicture::drawAxes()
     }
     if (m_rows != nullptr)
     {
-        // The crash names; rows closer than a line of text name every k-th row.
+        // The crash names, as many characters as the left margin holds; rows closer than a line of
+        // text name every k-th row.
+        std::size_t const nameChars = std::max<std::size_t>(kRowNameChars, std::size_t(m_left - 28) / 6);
         std::vector<sNamedTimesRow> const& rows = m_rows->getRows();
         std::size_t const every = std::max<std::size_t>(1, (12 + rowPitch() - 1) / rowPitch());
         for (std::size_t i = 0; i < rows.size(); i += every)
         {
             int const y = m_y.toPixel(double(i));
             move(ticks, m_left - 4, y, 'H', m_left);
-            yLabels.emplace_back(y, cSvgWriter::shortened(cSvgWriter::escape(rows[i].name), kRowNameChars));
+            yLabels.emplace_back(y, cSvgWriter::shortened(cSvgWriter::escape(rows[i].name), nameChars));
         }
     }
     for (double value : m_rows == nullptr && yValues ? m_y.ticks() : std::vector<double>())

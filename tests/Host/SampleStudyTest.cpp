@@ -26,11 +26,13 @@ protected:
     }
 
     // simcore run on the copy of the sample, with its output in OUT; the exit status.
-    int run(std::string const& out, bool realThreads = false, std::string const& shard = "")
+    int run(std::string const& out, bool realThreads = false, std::string const& shard = "",
+            bool report = false)
     {
         sRunOptions options;
         options.study.project = tempPath("frontal/frontal.prt");
         options.study.realThreads = realThreads;
+        options.study.report = report;
         options.out = tempPath(out);
         options.quiet = true;
         options.shard = shard;
@@ -100,4 +102,43 @@ TEST_F(SampleStudyTest, GraphsAndMarginDoNotChangeTheTimesToFire)
     writeText(tempPath("frontal/tolerances.cfg"), tolerances);
     EXPECT_EQ(1, run("bare"));
     EXPECT_EQ(golden, readText(tempPath("bare/ttf.csv")));
+}
+
+namespace
+{
+size_t occurrences(std::string const& text, std::string const& what)
+{
+    size_t count = 0;
+    for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1))
+        ++count;
+    return count;
+}
+} // namespace
+
+// --report adds the page and its data and leaves ttf.csv alone; the page has a section per crash file
+// with its rows, and the shards' data merge into that of the whole study.
+TEST_F(SampleStudyTest, ReportHasASectionPerCrashFileAndMergesFromShards)
+{
+    EXPECT_EQ(1, run("report", false, "", true));
+    EXPECT_EQ(golden, readText(tempPath("report/ttf.csv")));
+    std::string const page = readText(tempPath("report/report.html"));
+    EXPECT_EQ(8u, occurrences(page, "<section class=\"crash\""));
+    // Each verdict row shows in the table of the whole study and in its file's section.
+    EXPECT_EQ(2u * 2u, occurrences(page, "<td class=\"v-missed\">missed</td>"));
+    EXPECT_EQ(2u * 10u, occurrences(page, "<td class=\"v-ok\">ok</td>"));
+    for (char const* file : {"crashes/full_frontal_56_MSS_1.csh", "crashes/hammer_MSS_1.bin"})
+        EXPECT_NE(std::string::npos, page.find("</span> " + std::string(file) + " <small>")) << file;
+    // Self-contained: no script, nothing fetched.
+    for (char const* reference : {"<script", "src=", "href=", "@import", "url("})
+        EXPECT_EQ(std::string::npos, page.find(reference)) << reference;
+
+    for (char const* shard : {"1/2", "2/2"})
+        EXPECT_EQ(0, run(std::string("part") + shard[0], false, shard, true)) << shard;
+    EXPECT_EQ(1, merge(tempPath("joined") + " " + tempPath("part2") + " " + tempPath("part1")));
+    EXPECT_EQ(readText(tempPath("report/report-data.json")), readText(tempPath("joined/report-data.json")));
+    EXPECT_EQ(8u, occurrences(readText(tempPath("joined/report.html")), "<section class=\"crash\""));
+
+    std::ostringstream err;
+    EXPECT_EQ(2, renderReport(tempPath("simulation-none"), err));
+    EXPECT_NE(std::string::npos, err.str().find("summary.json")) << err.str();
 }

@@ -121,6 +121,44 @@ TEST_F(cStudyTest, AProjectRunsWholeAndAsAShard)
     EXPECT_EQ("crash.bin 1 0.3 0.2 0.3 3 0|", rowsOf(shard.report(0.0)));
 }
 
+// A report of a project that lists no view gets one per stage with criteria, a graph per criterion
+// with the stage's time events, and those views only watch: the times stay those of the plain run.
+TEST_F(cStudyTest, AReportWithoutViewsDrawsEveryCriterionOverTime)
+{
+    sStudyOptions options;
+    options.project = tempPath("study.prt");
+    options.report = true;
+    cStudy study(options, algorithm(), calibration());
+    study.open();
+    std::ostringstream progress;
+    cTerminalWindow window(progress, EProgressMode::eQuiet);
+    study.run(window);
+    EXPECT_EQ("crash.csh 0 0.3 0.2 0.3 3 0|crash.bin 1 0.3 0.2 0.3 3 0|CRASH/CRASH.mme 2 0.3 0.2 0.3 3 0|",
+              rowsOf(study.report(0.0)));
+    nlohmann::json const data = study.reportData(600);
+    std::string graphs;
+    for (nlohmann::json const& graph : data["graphs"])
+        graphs += graph["view"].get<std::string>() + "/" + graph["title"].get<std::string>() + "|";
+    EXPECT_EQ(
+        "Vehicle/ACU_X|Vehicle/ACU_X Output|Vehicle/ACU_Y|Vehicle/ACU_Y Output|ACU_X/Input|ACU_X/Scaled|"
+        "ACU_X/Output|ACU_Y/Input|ACU_Y/Clipped|ACU_Y/Output|Unit/ACU_X|Unit/ACU_X Output|Unit/ACU_Y|"
+        "Unit/ACU_Y Output|Algorithm/Acceleration|",
+        graphs);
+    ASSERT_EQ(3u, data["files"].size());
+    nlohmann::json const& file = data["files"][1];
+    EXPECT_EQ("crash.bin", file["file"]);
+    EXPECT_EQ(1u, file["position"]);
+    // The algorithm's graph: the curve with its band over the three thresholds, and the Fire marks.
+    nlohmann::json const& last = file["graphs"].back();
+    EXPECT_EQ(data["graphs"].size() - 1, last["graph"].get<size_t>());
+    EXPECT_EQ("Fire", last["squares"][0]["label"]);
+    EXPECT_EQ(3u, last["squares"][0]["marks"].size());
+    nlohmann::json const& fire = file["events"][0];
+    EXPECT_EQ(nlohmann::json::parse("[[0.2,1],[0.3,2]]"), fire["histogram"]);
+    EXPECT_EQ(nlohmann::json::parse("[0.3,0.3,0.2]"), fire["bar"]);
+    EXPECT_EQ(nlohmann::json::parse("[[[10,0.3],[5,0.2],[15,0.3]]]"), fire["drifts"]);
+}
+
 // What a study cannot open names the file: a missing project, a missing key of the project.
 TEST_F(cStudyTest, BadInputNamesTheFile)
 {
