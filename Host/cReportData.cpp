@@ -249,8 +249,8 @@ nlohmann::json graphDataOfFile(cGraph const& graph, unsigned long long file, int
                 squares.push_back(squareData(*square, colour));
         }
         unsigned int cursor = 0;
-        for (cGraphHotPoint* point = object->firstHotPoint(cursor); point != nullptr;
-             point = object->nextHotPoint(cursor))
+        for (cGraphHotPoint* point = object->getHotPointEnabled() ? object->firstHotPoint(cursor) : nullptr;
+             point != nullptr; point = object->nextHotPoint(cursor))
         {
             if (!point->isConditionTrue())
                 continue;

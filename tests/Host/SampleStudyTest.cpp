@@ -3,6 +3,7 @@
 #include "Host/Commands.h"
 #include "Host/cFrontalAlgorithm.h"
 #include "Host/cReferenceCalibration.h"
+#include "Host/cReportPage.h"
 
 #include "tests/support/cConfigurationTexts.h"
 #include "tests/support/cSimCoreFixture.h"
@@ -121,6 +122,12 @@ TEST_F(SampleStudyTest, ReportHasASectionPerCrashFileAndMergesFromShards)
 {
     EXPECT_EQ(1, run("report", false, "", true));
     EXPECT_EQ(golden, readText(tempPath("report/ttf.csv")));
+    // The project's own view decides the graphs.
+    nlohmann::json const data = readReportData(tempPath("report"));
+    std::string titles;
+    for (nlohmann::json const& graph : data["graphs"])
+        titles += graph["view"].get<std::string>() + ": " + graph["title"].get<std::string>() + "|";
+    EXPECT_EQ("Frontal: Deceleration|Frontal: Velocity changes|", titles);
     std::string const page = readText(tempPath("report/report.html"));
     EXPECT_EQ(8u, occurrences(page, "<section class=\"crash\""));
     // Each verdict row shows in the table of the whole study and in its file's section.
