@@ -77,7 +77,8 @@ report-check: deps
 	@status=0; $(BUILD_DIR)/simcore run examples/frontal/frontal.prt --out $(BUILD_DIR)/report-check --report \
 		--quiet || status=$$?; if [ $$status -gt 1 ]; then exit $$status; fi
 	@command -v chromium >/dev/null || { [ "$$(id -u)" -eq 0 ] && \
-		DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends chromium; } || \
+		apt-get update -qq && DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
+		chromium; } || \
 		{ echo "report-check needs chromium: apt-get install chromium (as root)"; exit 1; }
 	chromium --headless --no-sandbox --disable-gpu --hide-scrollbars --window-size=1280,2400 \
 		--screenshot=$(abspath $(BUILD_DIR))/report-check.png \
