@@ -42,6 +42,10 @@ constexpr int kXTickSpacing = 70;
 constexpr int kYTickSpacing = 36;
 constexpr int kCharWidth = 7;
 constexpr int kRowNameChars = 14;
+// The rough width of a character of a crash name (10 px font), and where the names start, right of the
+// rotated y title.
+constexpr int kRowNameCharWidth = 6;
+constexpr int kRowNameStart = 28;
 constexpr int kLegendLabelChars = 32;
 
 constexpr float kNoFire = -1.0f;
@@ -465,9 +469,10 @@ void cPicture::gatherHotPoints(cGraphObject const& object)
 
 void cPicture::layOut()
 {
-    // Crash names take some 6 pixels a character at the labels' size, right of the y title; the plot
-    // keeps at least half the width.
-    m_left = std::clamp(28 + 6 * int(m_longestName), kMarginLeft, std::max(kMarginLeft, m_width / 2));
+    // The left margin widens to hold the crash names of a bar chart; the plot keeps at least half the
+    // width.
+    m_left = std::clamp(kRowNameStart + kRowNameCharWidth * int(m_longestName), kMarginLeft,
+                        std::max(kMarginLeft, m_width / 2));
     m_right = m_width - kMarginRight;
     m_top = kMarginTop;
     if (m_graph.isLegendEnabled())
@@ -555,7 +560,8 @@ void cPicture::drawAxes()
     {
         // The crash names, as many characters as the left margin holds; rows closer than a line of
         // text name every k-th row.
-        std::size_t const nameChars = std::max<std::size_t>(kRowNameChars, std::size_t(m_left - 28) / 6);
+        std::size_t const nameChars =
+            std::max<std::size_t>(kRowNameChars, std::size_t((m_left - kRowNameStart) / kRowNameCharWidth));
         std::vector<sNamedTimesRow> const& rows = m_rows->getRows();
         std::size_t const every = std::max<std::size_t>(1, (12 + rowPitch() - 1) / rowPitch());
         for (std::size_t i = 0; i < rows.size(); i += every)
